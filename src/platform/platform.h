@@ -1,0 +1,109 @@
+// platform: the one interface between the station core and the operating system.
+//
+// posix.cpp implements it for Linux, win32.cpp for Windows; no other file of the tree
+// may depend on the platform. Functions report failure by their result and leave the
+// operating system's error number (errno, or the Win32 last error) as the system set it.
+#ifndef KYT_PLATFORM_PLATFORM_H
+#define KYT_PLATFORM_PLATFORM_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace kyt::platform {
+
+// Path separator used when composing file names, and the default installation directory.
+char path_separator();
+const char* default_install_path();
+
+// How File::open treats the file system.
+enum class OpenMode {
+  kRead,       // existing file, read only
+  kReadWrite,  // existing file, read and write
+  kCreate,     // create or truncate, read and write; new files get mode 0666 less the umask
+  kAppend,     // create if missing, every write goes to the end
+};
+
+// An open file. Move-only; the destructor closes it. All I/O is binary, offsets 64-bit.
+class File {
+ public:
+  File() = default;
+  ~File() { close(); }
+  File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = kNoHandle; }
+  File& operator=(File&& other) noexcept;
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  // Opens `path`; false on failure (errno / last error as the system left it).
+  bool open(const char* path, OpenMode mode);
+  bool is_open() const { return handle_ != kNoHandle; }
+  // Closes the file (and so drops its lock); closing a closed file does nothing.
+  void close();
+
+  // Sequential read and write at the current position. read returns the number of bytes
+  // read (0 at end of file) or -1; it may return fewer than asked only at end of file or for
+  // pipes. write returns the bytes written or -1; it loops over partial writes.
+  int64_t read(void* buf, size_t n);
+  int64_t write(const void* buf, size_t n);
+  // Positioned read and write; the current position is not used. read_at returns the bytes
+  // read (fewer only at end of file) or -1; write_at returns n or -1.
+  int64_t read_at(void* buf, size_t n, int64_t offset);
+  int64_t write_at(const void* buf, size_t n, int64_t offset);
+  // Size of the file in bytes, or -1.
+  int64_t size();
+  // Hands written data to the device.
+  bool sync();
+
+  // Non-blocking exclusive lock of bytes 0..3. Fails at once when another open of the file,
+  // in this process or another, holds it. The lock goes with close().
+  bool lock_header();
+  bool unlock_header();
+
+ private:
+  static constexpr intptr_t kNoHandle = -1;
+  intptr_t handle_ = kNoHandle;  // file descriptor, or HANDLE cast to an integer
+};
+
+// File system.
+bool remove_file(const char* path);                 // deletes a file (not a directory)
+bool rename_file(const char* from, const char* to); // replaces `to` if it exists
+bool file_exists(const char* path);
+bool is_regular_file(const char* path);
+int64_t file_size(const char* path);                // -1 when missing
+bool make_directory(const char* path);              // true also when it exists already
+// A new, empty, private directory below the system's temporary directory.
+std::string make_temp_directory(const char* prefix);
+std::string temp_directory();                       // the system's temporary directory
+// Makes `path` absolute against the current directory; false when that is not possible.
+bool absolute_path(const std::string& path, std::string* out);
+
+// Process and time.
+uint32_t process_id();
+int64_t now_seconds();                              // seconds since 1970-01-01 UTC
+// Local broken-down time of `t` (seconds since 1970); false when it cannot be converted.
+struct LocalTime {
+  int year, month, day, hour, minute, second;
+};
+bool local_time(int64_t t, LocalTime* out);
+
+// Environment variables of the process.
+bool get_env(const char* name, std::string* value);  // false when not set
+bool set_env(const char* name, const char* value);   // value nullptr removes it
+
+// Saves the thread's error numbers (errno and, on Windows, the last error) and puts them
+// back when it goes out of scope, so that tracing never changes what a caller sees.
+class ErrorGuard {
+ public:
+  ErrorGuard();
+  ~ErrorGuard();
+  ErrorGuard(const ErrorGuard&) = delete;
+  ErrorGuard& operator=(const ErrorGuard&) = delete;
+
+ private:
+  int saved_errno_;
+  unsigned long saved_last_error_;
+};
+
+}  // namespace kyt::platform
+
+#endif  // KYT_PLATFORM_PLATFORM_H

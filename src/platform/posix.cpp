@@ -1,0 +1,229 @@
+// platform for POSIX systems (Linux).
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/platform.h"
+
+namespace kyt::platform {
+
+char path_separator() { return '/'; }
+const char* default_install_path() { return "/opt/kyt"; }
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    close();
+    handle_ = other.handle_;
+    other.handle_ = kNoHandle;
+  }
+  return *this;
+}
+
+bool File::open(const char* path, OpenMode mode) {
+  close();
+  int flags = O_CLOEXEC;
+  switch (mode) {
+    case OpenMode::kRead: flags |= O_RDONLY; break;
+    case OpenMode::kReadWrite: flags |= O_RDWR; break;
+    case OpenMode::kCreate: flags |= O_RDWR | O_CREAT | O_TRUNC; break;
+    case OpenMode::kAppend: flags |= O_WRONLY | O_CREAT | O_APPEND; break;
+  }
+  int fd;
+  do {
+    fd = ::open(path, flags, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) return false;
+  handle_ = fd;
+  return true;
+}
+
+void File::close() {
+  if (handle_ != kNoHandle) {
+    ::close(static_cast<int>(handle_));
+    handle_ = kNoHandle;
+  }
+}
+
+int64_t File::read(void* buf, size_t n) {
+  if (handle_ == kNoHandle) return -1;
+  size_t done = 0;
+  char* p = static_cast<char*>(buf);
+  while (done < n) {
+    ssize_t r = ::read(static_cast<int>(handle_), p + done, n - done);
+    if (r < 0) {
+      if (errno == EINTR) continue;
+      return done > 0 ? static_cast<int64_t>(done) : -1;
+    }
+    if (r == 0) break;
+    done += static_cast<size_t>(r);
+    // A pipe or terminal delivers what it has; hand that back rather than wait for more.
+    if (done < n) {
+      struct stat st;
+      if (fstat(static_cast<int>(handle_), &st) == 0 && !S_ISREG(st.st_mode)) break;
+    }
+  }
+  return static_cast<int64_t>(done);
+}
+
+int64_t File::write(const void* buf, size_t n) {
+  if (handle_ == kNoHandle) return -1;
+  size_t done = 0;
+  const char* p = static_cast<const char*>(buf);
+  while (done < n) {
+    ssize_t w = ::write(static_cast<int>(handle_), p + done, n - done);
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      return -1;
+    }
+    done += static_cast<size_t>(w);
+  }
+  return static_cast<int64_t>(done);
+}
+
+int64_t File::read_at(void* buf, size_t n, int64_t offset) {
+  if (handle_ == kNoHandle || offset < 0) return -1;
+  size_t done = 0;
+  char* p = static_cast<char*>(buf);
+  while (done < n) {
+    ssize_t r = ::pread(static_cast<int>(handle_), p + done, n - done,
+                        static_cast<off_t>(offset + static_cast<int64_t>(done)));
+    if (r < 0) {
+      if (errno == EINTR) continue;
+      return -1;
+    }
+    if (r == 0) break;
+    done += static_cast<size_t>(r);
+  }
+  return static_cast<int64_t>(done);
+}
+
+int64_t File::write_at(const void* buf, size_t n, int64_t offset) {
+  if (handle_ == kNoHandle || offset < 0) return -1;
+  size_t done = 0;
+  const char* p = static_cast<const char*>(buf);
+  while (done < n) {
+    ssize_t w = ::pwrite(static_cast<int>(handle_), p + done, n - done,
+                         static_cast<off_t>(offset + static_cast<int64_t>(done)));
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      return -1;
+    }
+    done += static_cast<size_t>(w);
+  }
+  return static_cast<int64_t>(done);
+}
+
+int64_t File::size() {
+  if (handle_ == kNoHandle) return -1;
+  struct stat st;
+  if (fstat(static_cast<int>(handle_), &st) != 0) return -1;
+  return static_cast<int64_t>(st.st_size);
+}
+
+bool File::sync() { return handle_ != kNoHandle && fdatasync(static_cast<int>(handle_)) == 0; }
+
+namespace {
+// Open-file-description locks belong to the open file, not the process, so a second
+// open of the same file in this process conflicts as it would in another process.
+bool header_lock(intptr_t handle, short type) {
+  if (handle < 0) return false;
+  struct flock fl;
+  std::memset(&fl, 0, sizeof fl);
+  fl.l_type = type;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = 0;
+  fl.l_len = 4;
+  return fcntl(static_cast<int>(handle), F_OFD_SETLK, &fl) == 0;
+}
+}  // namespace
+
+bool File::lock_header() { return header_lock(handle_, F_WRLCK); }
+bool File::unlock_header() { return header_lock(handle_, F_UNLCK); }
+
+bool remove_file(const char* path) { return ::unlink(path) == 0; }
+bool rename_file(const char* from, const char* to) { return ::rename(from, to) == 0; }
+bool file_exists(const char* path) {
+  struct stat st;
+  return ::stat(path, &st) == 0;
+}
+bool is_regular_file(const char* path) {
+  struct stat st;
+  return ::stat(path, &st) == 0 && S_ISREG(st.st_mode);
+}
+int64_t file_size(const char* path) {
+  struct stat st;
+  if (::stat(path, &st) != 0) return -1;
+  return static_cast<int64_t>(st.st_size);
+}
+bool make_directory(const char* path) {
+  if (::mkdir(path, 0777) == 0) return true;
+  struct stat st;
+  return errno == EEXIST && ::stat(path, &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::string temp_directory() {
+  const char* t = getenv("TMPDIR");
+  std::string dir = (t != nullptr && *t != '\0') ? t : "/tmp";
+  while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
+  return dir;
+}
+
+std::string make_temp_directory(const char* prefix) {
+  std::string templ = temp_directory() + "/" + prefix + "XXXXXX";
+  std::string buf = templ;
+  if (mkdtemp(buf.data()) == nullptr) return std::string();
+  return buf;
+}
+
+bool absolute_path(const std::string& path, std::string* out) {
+  if (!path.empty() && path[0] == '/') {
+    *out = path;
+    return true;
+  }
+  char cwd[PATH_MAX];
+  if (getcwd(cwd, sizeof cwd) == nullptr) return false;
+  std::string r = cwd;
+  if (!path.empty()) {
+    if (r.back() != '/') r += '/';
+    r += path;
+  }
+  *out = r;
+  return true;
+}
+
+uint32_t process_id() { return static_cast<uint32_t>(getpid()); }
+
+int64_t now_seconds() { return static_cast<int64_t>(::time(nullptr)); }
+
+bool local_time(int64_t t, LocalTime* out) {
+  time_t tt = static_cast<time_t>(t);
+  struct tm tmv;
+  if (localtime_r(&tt, &tmv) == nullptr) return false;
+  *out = {tmv.tm_year + 1900, tmv.tm_mon + 1, tmv.tm_mday, tmv.tm_hour, tmv.tm_min, tmv.tm_sec};
+  return true;
+}
+
+bool get_env(const char* name, std::string* value) {
+  const char* v = getenv(name);
+  if (v == nullptr) return false;
+  *value = v;
+  return true;
+}
+
+bool set_env(const char* name, const char* value) {
+  if (value == nullptr) return unsetenv(name) == 0;
+  return setenv(name, value, 1) == 0;
+}
+
+ErrorGuard::ErrorGuard() : saved_errno_(errno), saved_last_error_(0) {}
+ErrorGuard::~ErrorGuard() { errno = saved_errno_; }
+
+}  // namespace kyt::platform

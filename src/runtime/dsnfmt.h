@@ -1,0 +1,17 @@
+// dsnfmt: completing a dataset name pattern with a number.
+//
+// Patterns come from files that people write (the environment file), so they are never
+// handed to printf: only the first integer conversion (%[-+ 0#]*[width][.prec][l|ll]{d,i,u,x,X})
+// is filled in, "%%" becomes "%", and every other byte is copied as it stands.
+#ifndef KYT_RUNTIME_DSNFMT_H
+#define KYT_RUNTIME_DSNFMT_H
+
+#include <string>
+
+namespace kyt {
+
+std::string dsn_complete(const std::string& pattern, long long value);
+
+}  // namespace kyt
+
+#endif  // KYT_RUNTIME_DSNFMT_H
