@@ -45,7 +45,8 @@ class File {
   // pipes. write returns the bytes written or -1; it loops over partial writes.
   int64_t read(void* buf, size_t n);
   int64_t write(const void* buf, size_t n);
-  // Positioned read and write; the current position is not used. read_at returns the bytes
+  // Positioned read and write. They may move the sequential position (Windows does), so
+  // one File is used either sequentially or positioned, never both. read_at returns the bytes
   // read (fewer only at end of file) or -1; write_at returns n or -1.
   int64_t read_at(void* buf, size_t n, int64_t offset);
   int64_t write_at(const void* buf, size_t n, int64_t offset);

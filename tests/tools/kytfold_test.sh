@@ -1,1 +1,156 @@
-echo ok
+#!/usr/bin/env bash
+# Runs the real kytfold binary as a user would and checks exit codes, output bytes, standard
+# output and standard error, and the trace file. Usage: kytfold_test.sh PATH-TO-KYTFOLD
+# KYT_RUNNER (for example "wine") runs a Windows build; its console output has CR LF line
+# ends, which the checks of standard output and standard error take off before comparing.
+set -u
+KYTFOLD=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+RUNNER=${KYT_RUNNER:-}
+work=$(mktemp -d "${TMPDIR:-/tmp}/kytfold.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+unset DBG_LVL DBG_TPC DBG_MAXSIZE DBG_NUMLOGS
+
+passed=0
+failed=0
+check() {  # name expected actual
+  if [ "$2" == "$3" ]; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
+  fi
+}
+run() {  # runs kytfold with the arguments; sets rc, out, err
+  $RUNNER "$KYTFOLD" "$@" >stdout.txt 2>stderr.txt
+  rc=$?
+  out=$(tr -d '\r' <stdout.txt)
+  err=$(tr -d '\r' <stderr.txt | grep -v -E '^(wine|fixme|err):' )
+}
+hex() { od -An -tx1 -v "$1" | tr -d ' \n'; }
+
+usage=$(printf '\nkytXP5.07.16 OFTP station core\n\nkytfold - fold files with fixed or varable records length (insert CR/LF)\n\t\tuse VFTYP=SINIX for variable records\n\n\t-v \t\t\t-> use variable records\n\t-w foldwidth \t\t-> foldwidth for fixed records\n\t-i input-filename  \t-> input file\n\t-o output-filename \t-> output file\n\nexamples: kytfold -w 80 -i inputfile -o outputfile \nexamples: kytfold -v -i inputfile -o outputfile \n')
+
+# --- command line -------------------------------------------------------------------------
+run
+check "no arguments: exit" 1 "$rc"
+check "no arguments: usage" "$usage" "$out"
+run -i a
+check "-i only: exit" 1 "$rc"
+run -w 0 -i a -o b
+check "-w 0: exit" 1 "$rc"
+check "-w 0: usage" "$usage" "$out"
+run -w abc -i a -o b
+check "-w abc: exit" 1 "$rc"
+run -w 32999 -i a -o b
+check "width beyond the record buffer: exit" 1 "$rc"
+run '-?'
+check "-?: exit" 5 "$rc"
+check "-?: usage" "$usage" "$out"
+check "-?: nothing on stderr" "" "$err"
+run -x -i a -o b
+check "-x: exit" 5 "$rc"
+check "-x: usage" "$usage" "$out"
+case "$err" in *": invalid option -- 'x'") ok=yes ;; *) ok="$err" ;; esac
+check "-x: getopt diagnostic" yes "$ok"
+run -i a -o b -w
+check "missing argument: exit" 5 "$rc"
+case "$err" in *": option requires an argument -- 'w'") ok=yes ;; *) ok="$err" ;; esac
+check "missing argument: getopt diagnostic" yes "$ok"
+long=$(printf 'n%.0s' $(seq 1 260))
+run -w 80 -i "$long" -o b
+check "input name of 260 bytes: exit" 1 "$rc"
+run -w 80 -i a -o "$long"
+check "output name of 260 bytes: exit" 1 "$rc"
+run -w 80 -i missing.dat -o out.txt
+check "missing input: exit" 2 "$rc"
+check "missing input: stdout quiet" "" "$out"
+printf 'x' >in.dat
+run -w 80 -i in.dat -o no/such/dir/out.txt
+check "output not creatable: exit" 3 "$rc"
+
+# --- fixed records ------------------------------------------------------------------------
+rec80=$(printf 'A%.0s' $(seq 1 80))
+printf '%s%s' "$rec80" "$rec80" >f160.dat
+run -w 80 -i f160.dat -o out.txt
+check "fixed 160 bytes: exit" 0 "$rc"
+check "fixed 160 bytes: two lines" "$(printf '%s\r\n%s\r\n' "$rec80" "$rec80" | od -An -tx1 -v | tr -d ' \n')" "$(hex out.txt)"
+printf '%s%s0123456789' "$rec80" "$rec80" >f170.dat
+run -w 80 -i f170.dat -o out.txt
+check "fixed 170 bytes: exit" 0 "$rc"
+check "fixed 170 bytes: partial record dropped" 164 "$(wc -c <out.txt | tr -d ' ')"
+: >empty.dat
+run -w 80 -i empty.dat -o out.txt
+check "fixed empty: exit" 0 "$rc"
+check "fixed empty: empty output" 0 "$(wc -c <out.txt | tr -d ' ')"
+printf 'abc' >f3.dat
+run -w3 -i f3.dat -o out.txt
+check "attached option argument" "6162630d0a" "$(hex out.txt)"
+run operand -w 3 -i f3.dat -o out.txt
+check "operand before options: exit" 0 "$rc"
+check "operand before options: folded" "6162630d0a" "$(hex out.txt)"
+
+# --- variable records ---------------------------------------------------------------------
+printf '\x00\x02\x00\x05abc' >v.dat
+run -v -i v.dat -o out.txt
+check "variable: exit" 0 "$rc"
+check "variable: empty line and abc" "0d0a6162630d0a" "$(hex out.txt)"
+run -v -w 80 -i v.dat -o out.txt
+check "-v wins over -w" "0d0a6162630d0a" "$(hex out.txt)"
+run -v -i empty.dat -o out.txt
+check "variable empty: exit" 0 "$rc"
+check "variable empty: empty output" 0 "$(wc -c <out.txt | tr -d ' ')"
+printf '\x00\x05abc\x00' >stray.dat
+run -v -i stray.dat -o out.txt
+check "stray byte: exit" 0 "$rc"
+check "stray byte: records kept" "6162630d0a" "$(hex out.txt)"
+printf '\x00\x05abc\x00\x05a' >short.dat
+run -v -i short.dat -o out.txt
+check "short record: exit" 4 "$rc"
+check "short record: message" "format missmatch iRead=1 iRecLen=3" "$out"
+check "short record: output deleted" no "$([ -e out.txt ] && echo yes || echo no)"
+printf '\x00\x00abc' >wrap.dat
+run -v -i wrap.dat -o out.txt
+check "length word 0: exit" 4 "$rc"
+check "length word 0: message" "format missmatch iRead=0 iRecLen=65534" "$out"
+check "length word 0: output deleted" no "$([ -e out.txt ] && echo yes || echo no)"
+{ printf '\x80\xe8'; head -c 32998 /dev/zero; } >max.dat
+run -v -i max.dat -o out.txt
+check "longest record: exit" 0 "$rc"
+check "longest record: size" 33000 "$(wc -c <out.txt | tr -d ' ')"
+{ printf '\x80\xe9'; head -c 32999 /dev/zero; } >over.dat
+run -v -i over.dat -o out.txt
+check "record beyond the buffer: exit" 4 "$rc"
+check "record beyond the buffer: message" "format missmatch iRead=0 iRecLen=32999" "$out"
+
+# --- trace --------------------------------------------------------------------------------
+rm -f diag.log
+run -w 80 -i f160.dat -o out.txt
+check "tracing off: no trace file" no "$([ -e diag.log ] && echo yes || echo no)"
+export DBG_LVL=0x4001
+run -w 80 -i missing.dat -o out.txt
+unset DBG_LVL
+lines=$(sed -E 's/^[0-9]{4}\/[0-9]{2}\/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]+ //' diag.log 2>/dev/null | tr -d '\r')
+expected=$(printf '%s\n' \
+  "kytfold.cpp kytfold 15 main (7 args) entered." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine (7 args) entered." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine () arg (1) is '-w'." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine () arg (2) is '80'." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine () arg (3) is '-i'." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine () arg (4) is 'missing.dat'." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine () arg (5) is '-o'." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine () arg (6) is 'out.txt'." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine (): got option 'w'/119." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine (): got option 'i'/105." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine (): got option 'o'/111." \
+  "kytfold.cpp kytfold 15 ProcessCmdLine (): returning 0." \
+  "kytfold.cpp kytfold 1 can't open input file missing.dat")
+# Line 3 names argv[0], which differs by platform: compare it apart.
+check "trace lines" "$expected" "$(printf '%s\n' "$lines" | grep -v "arg (0)")"
+check "trace line of argv[0]" 1 "$(printf '%s\n' "$lines" | grep -c "ProcessCmdLine () arg (0) is '.*kytfold")"
+rm -f diag.log
+DBG_LVL=1 run -v -i short.dat -o out.txt
+check "trace of a mismatch" "1" "$(grep -c 'kytfold 1 format missmatch iRead=1 iRecLen=3$' diag.log)"
+
+printf 'kytfold: %d passed, %d failed\n' "$passed" "$failed"
+[ "$failed" -eq 0 ]

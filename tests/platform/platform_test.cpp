@@ -1,0 +1,96 @@
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "testutil.h"
+
+namespace kyt::platform {
+namespace {
+
+TEST(Platform, FilesReadAndWriteAtSixtyFourBitOffsets) {
+  test::TempDir dir;
+  const std::string name = dir.file("blocks.dat");
+  File f;
+  ASSERT_TRUE(f.open(name.c_str(), OpenMode::kCreate));
+  const int64_t far = (int64_t{5} << 30) + 3;  // beyond 4 GiB: a sparse file
+  ASSERT_EQ(f.write_at("tail", 4, far), 4);
+  ASSERT_EQ(f.write_at("head", 4, 0), 4);
+  EXPECT_EQ(f.size(), far + 4);
+  char buf[8] = {};
+  EXPECT_EQ(f.read_at(buf, 4, far), 4);
+  EXPECT_EQ(std::string(buf, 4), "tail");
+  EXPECT_EQ(f.read_at(buf, 8, far), 4);  // short only at the end of the file
+  EXPECT_EQ(f.read_at(buf, 4, 0), 4);
+  EXPECT_EQ(std::string(buf, 4), "head");
+  f.close();
+
+  File r;
+  ASSERT_TRUE(r.open(name.c_str(), OpenMode::kRead));
+  EXPECT_EQ(r.write_at("x", 1, 0), -1);
+  r.close();
+  EXPECT_FALSE(r.open(dir.file("missing").c_str(), OpenMode::kReadWrite));
+
+  File a;
+  ASSERT_TRUE(a.open(dir.file("log.txt").c_str(), OpenMode::kAppend));
+  a.write("one\n", 4);
+  a.close();
+  ASSERT_TRUE(a.open(dir.file("log.txt").c_str(), OpenMode::kAppend));
+  a.write("two\n", 4);
+  a.close();
+  EXPECT_EQ(test::read_file(dir.file("log.txt")), "one\ntwo\n");
+
+  EXPECT_TRUE(rename_file(dir.file("log.txt").c_str(), dir.file("old.txt").c_str()));
+  EXPECT_FALSE(file_exists(dir.file("log.txt").c_str()));
+  EXPECT_EQ(file_size(dir.file("old.txt").c_str()), 8);
+  EXPECT_TRUE(is_regular_file(dir.file("old.txt").c_str()));
+  EXPECT_FALSE(is_regular_file(dir.path().c_str()));
+  EXPECT_TRUE(remove_file(dir.file("old.txt").c_str()));
+  EXPECT_EQ(file_size(dir.file("old.txt").c_str()), -1);
+  EXPECT_TRUE(make_directory(dir.file("sub").c_str()));
+  EXPECT_TRUE(make_directory(dir.file("sub").c_str()));
+}
+
+TEST(Platform, HeaderLockExcludesEveryOtherOpen) {
+  test::TempDir dir;
+  const std::string name = dir.file("locked.dat");
+  File first, second;
+  ASSERT_TRUE(first.open(name.c_str(), OpenMode::kCreate));
+  first.write_at("0123456789", 10, 0);
+  ASSERT_TRUE(first.lock_header());
+  ASSERT_TRUE(second.open(name.c_str(), OpenMode::kReadWrite));
+  EXPECT_FALSE(second.lock_header());  // same process, other open: refused at once
+  char buf[4];
+  EXPECT_EQ(second.read_at(buf, 4, 6), 4);  // bytes beyond the lock stay readable
+  first.close();
+  EXPECT_TRUE(second.lock_header());
+  EXPECT_TRUE(second.unlock_header());
+}
+
+TEST(Platform, ProcessEnvironmentAndTime) {
+  EXPECT_NE(process_id(), 0u);
+  EXPECT_GT(now_seconds(), 1700000000);
+  LocalTime lt{};
+  ASSERT_TRUE(local_time(now_seconds(), &lt));
+  EXPECT_GE(lt.year, 2023);
+  EXPECT_TRUE(lt.month >= 1 && lt.month <= 12);
+
+  std::string v;
+  ASSERT_TRUE(set_env("KYT_PLATFORM_TEST", "value 1"));
+  ASSERT_TRUE(get_env("KYT_PLATFORM_TEST", &v));
+  EXPECT_EQ(v, "value 1");
+  EXPECT_STREQ(getenv("KYT_PLATFORM_TEST"), "value 1");
+  ASSERT_TRUE(set_env("KYT_PLATFORM_TEST", nullptr));
+  EXPECT_FALSE(get_env("KYT_PLATFORM_TEST", &v));
+
+  std::string abs;
+  ASSERT_TRUE(absolute_path("x", &abs));
+  EXPECT_GT(abs.size(), 2u);
+  EXPECT_EQ(abs.back(), 'x');
+  EXPECT_FALSE(temp_directory().empty());
+}
+
+}  // namespace
+}  // namespace kyt::platform
