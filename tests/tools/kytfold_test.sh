@@ -9,7 +9,7 @@ RUNNER=${KYT_RUNNER:-}
 work=$(mktemp -d "${TMPDIR:-/tmp}/kytfold.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
-unset DBG_LVL DBG_TPC DBG_MAXSIZE DBG_NUMLOGS
+unset DBG_LVL DBG_TPC DBG_MAXSIZE DBG_NUMLOGS KYTENV
 
 passed=0
 failed=0

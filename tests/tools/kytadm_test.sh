@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Runs the real kytadm binary. Usage: kytadm_test.sh PATH-TO-KYTADM
+# KYT_RUNNER (for example "wine") runs a Windows build; then paths use "\" and the default
+# installation directory is C:\KYT.
+set -u
+KYTADM=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+RUNNER=${KYT_RUNNER:-}
+work=$(mktemp -d "${TMPDIR:-/tmp}/kytadm.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+unset KYTENV DBG_LVL
+if [ -n "$RUNNER" ]; then sep='\'; install='C:\KYT'; else sep=/; install=/opt/kyt; fi
+
+passed=0
+failed=0
+check() {  # name expected actual
+  if [ "$2" == "$3" ]; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
+  fi
+}
+run() {
+  $RUNNER "$KYTADM" "$@" >stdout.txt 2>stderr.txt
+  rc=$?
+  out=$(tr -d '\r' <stdout.txt)
+  err=$(tr -d '\r' <stderr.txt | grep -v -E '^(wine|fixme|err):')
+}
+line() { printf '%s\n' "$out" | grep -E "^$1 +=" ; }
+
+: >empty.env
+run env -e empty.env
+check "empty file: exit" 0 "$rc"
+check "empty file: heading" "$(printf '\nList of environment values:\n---------------------------')" "$(printf '%s\n' "$out" | head -3)"
+check "empty file: entries" 58 "$(printf '%s\n' "$out" | grep -c " = '")"
+check "empty file: PATH" "PATH                 = '$install'" "$(line PATH)"
+check "empty file: DSN_DIAG" "DSN_DIAG             = '$install${sep}TRACEDIR${sep}diag.log'" "$(line DSN_DIAG)"
+check "empty file: DSN_DIA_LOG" "DSN_DIA_LOG          = 'rlb.log'" "$(line DSN_DIA_LOG)"
+check "empty file: first entry" "DSN_KYTENV           = 'empty.env'" "$(printf '%s\n' "$out" | sed -n 4p)"
+
+printf 'LANGUAGE=deutsch SYSTEM=%s\nUSRADDR="a b"\n' "${install}${sep}S" >site.env
+run env -e site.env
+check "overrides: exit" 0 "$rc"
+check "overrides: LANGUAGE" "LANGUAGE             = 'D'" "$(line LANGUAGE)"
+check "overrides: DSN_PGM" "DSN_PGM              = '$install${sep}S${sep}%s.exe'" "$(line DSN_PGM)"
+check "overrides: site setting" "USRADDR              = 'a b'" "$(line USRADDR)"
+
+printf 'DB=a DB=b\n' >twice.env
+run env -e twice.env
+check "setting twice: exit" 1 "$rc"
+check "setting twice: message" "kytadm env: environment file is not valid 'twice.env' (code 4)" "$err"
+run env -e missing.env
+check "missing file: exit" 1 "$rc"
+check "missing file: message" "kytadm env: cannot read environment file 'missing.env' (code 99)" "$err"
+check "missing file: stdout quiet" "" "$out"
+run env
+check "no kytenv.dat here: exit" 1 "$rc"
+cp empty.env kytenv.dat
+run env
+check "kytenv.dat of the current directory" "DSN_KYTENV           = 'kytenv.dat'" "$(line DSN_KYTENV)"
+KYTENV=site.env run env
+check "KYTENV names the file" "LANGUAGE             = 'D'" "$(line LANGUAGE)"
+
+run env -x
+check "unknown option: exit" 2 "$rc"
+run --help
+check "--help: exit" 0 "$rc"
+check "--help lists env" 1 "$(printf '%s\n' "$out" | grep -c '^  kytadm env \[-e FILE\]$')"
+run help env
+check "help env: exit" 0 "$rc"
+check "help env: usage line" "usage: kytadm env [-e FILE]" "$(printf '%s\n' "$out" | head -1)"
+run nosuch
+check "unknown subcommand: exit" 2 "$rc"
+run
+check "no subcommand: exit" 2 "$rc"
+
+printf 'kytadm: %d passed, %d failed\n' "$passed" "$failed"
+[ "$failed" -eq 0 ]
