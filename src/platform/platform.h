@@ -102,7 +102,7 @@ class ErrorGuard {
 
  private:
   int saved_errno_;
-  unsigned long saved_last_error_;
+  [[maybe_unused]] unsigned long saved_last_error_;  // Win32 last error; unused on POSIX
 };
 
 }  // namespace kyt::platform
