@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "platform/platform.h"
+#include "runtime/lpdsn.h"
 
 namespace kyt {
 
@@ -128,7 +129,7 @@ struct TraceState {
   int32_t tag = -1;
   const char* source = nullptr;  // from the last trace header
   const char* module = nullptr;
-  TraceEnvSource env;
+  TraceEnvSource env = lpdsn_trace_source();
   TraceWriter writer;
 };
 
@@ -206,6 +207,7 @@ TraceSettings trace_read_settings() {
 
 void trace_header(const char* source_file, const char* module, int /*flag*/) {
   TraceState& s = state();
+  if (s.nesting > 0) return;  // a call made while a line is written is dropped whole
   s.source = source_file;
   s.module = module;
 }
@@ -238,7 +240,7 @@ void trace_reset_for_tests() {
   s.tag = -1;
   s.source = nullptr;
   s.module = nullptr;
-  s.env = TraceEnvSource();
+  s.env = lpdsn_trace_source();
 }
 
 }  // namespace kyt

@@ -10,8 +10,8 @@
 //
 // Settings, read on the first line written after the switch went on (and again after
 // trace_request_reread): the trace file is the dataset name DSN_DIAG; DBG_LVL, DBG_TPC,
-// DBG_MAXSIZE and DBG_NUMLOGS come from the environment store, else from the process
-// environment, else from the defaults "0", "", "0", "0". Without an environment store the
+// DBG_MAXSIZE and DBG_NUMLOGS come from the environment file, else from the process
+// environment, else from the defaults "0", "", "0", "0". Without an environment file the
 // trace file is "diag.log" in the current directory.
 //
 // Filter: a line of level L (1 to 28) is written when bit L-1 of the level mask is set and
@@ -37,8 +37,9 @@
 
 namespace kyt {
 
-// Where the trace settings come from before the process environment is asked. Installed by
-// the environment store; `reload` reads the environment file again (for trace_request_reread).
+// Where the trace settings come from before the process environment is asked: by default
+// the environment store (lpdsn); `reload` reads the environment file again (for
+// trace_request_reread).
 struct TraceEnvSource {
   bool (*lookup)(const char* key, std::string* value) = nullptr;
   void (*reload)() = nullptr;
