@@ -18,15 +18,6 @@ namespace kyt::platform {
 char path_separator() { return '/'; }
 const char* default_install_path() { return "/opt/kyt"; }
 
-File& File::operator=(File&& other) noexcept {
-  if (this != &other) {
-    close();
-    handle_ = other.handle_;
-    other.handle_ = kNoHandle;
-  }
-  return *this;
-}
-
 bool File::open(const char* path, OpenMode mode) {
   close();
   int flags = O_CLOEXEC;

@@ -39,15 +39,6 @@ OVERLAPPED at_offset(int64_t offset) {
 char path_separator() { return '\\'; }
 const char* default_install_path() { return "C:\\KYT"; }
 
-File& File::operator=(File&& other) noexcept {
-  if (this != &other) {
-    close();
-    handle_ = other.handle_;
-    other.handle_ = kNoHandle;
-  }
-  return *this;
-}
-
 bool File::open(const char* path, OpenMode mode) {
   close();
   DWORD access = GENERIC_READ;

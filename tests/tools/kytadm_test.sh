@@ -2,31 +2,9 @@
 # Runs the real kytadm binary. Usage: kytadm_test.sh PATH-TO-KYTADM
 # KYT_RUNNER (for example "wine") runs a Windows build; then paths use "\" and the default
 # installation directory is C:\KYT.
-set -u
-KYTADM=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
-RUNNER=${KYT_RUNNER:-}
-work=$(mktemp -d "${TMPDIR:-/tmp}/kytadm.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-cd "$work" || exit 1
-unset KYTENV DBG_LVL
+. "$(dirname "${BASH_SOURCE[0]}")/cli.sh" "$1"
 if [ -n "$RUNNER" ]; then sep='\'; install='C:\KYT'; else sep=/; install=/opt/kyt; fi
 
-passed=0
-failed=0
-check() {  # name expected actual
-  if [ "$2" == "$3" ]; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
-  fi
-}
-run() {
-  $RUNNER "$KYTADM" "$@" >stdout.txt 2>stderr.txt
-  rc=$?
-  out=$(tr -d '\r' <stdout.txt)
-  err=$(tr -d '\r' <stderr.txt | grep -v -E '^(wine|fixme|err):')
-}
 line() { printf '%s\n' "$out" | grep -E "^$1 +=" ; }
 
 : >empty.env
@@ -75,5 +53,4 @@ check "unknown subcommand: exit" 2 "$rc"
 run
 check "no subcommand: exit" 2 "$rc"
 
-printf 'kytadm: %d passed, %d failed\n' "$passed" "$failed"
-[ "$failed" -eq 0 ]
+finish kytadm

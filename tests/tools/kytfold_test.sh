@@ -3,30 +3,8 @@
 # output and standard error, and the trace file. Usage: kytfold_test.sh PATH-TO-KYTFOLD
 # KYT_RUNNER (for example "wine") runs a Windows build; its console output has CR LF line
 # ends, which the checks of standard output and standard error take off before comparing.
-set -u
-KYTFOLD=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
-RUNNER=${KYT_RUNNER:-}
-work=$(mktemp -d "${TMPDIR:-/tmp}/kytfold.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-cd "$work" || exit 1
-unset DBG_LVL DBG_TPC DBG_MAXSIZE DBG_NUMLOGS KYTENV
+. "$(dirname "${BASH_SOURCE[0]}")/cli.sh" "$1"
 
-passed=0
-failed=0
-check() {  # name expected actual
-  if [ "$2" == "$3" ]; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
-  fi
-}
-run() {  # runs kytfold with the arguments; sets rc, out, err
-  $RUNNER "$KYTFOLD" "$@" >stdout.txt 2>stderr.txt
-  rc=$?
-  out=$(tr -d '\r' <stdout.txt)
-  err=$(tr -d '\r' <stderr.txt | grep -v -E '^(wine|fixme|err):' )
-}
 hex() { od -An -tx1 -v "$1" | tr -d ' \n'; }
 
 usage=$(printf '\nkytXP5.07.16 OFTP station core\n\nkytfold - fold files with fixed or varable records length (insert CR/LF)\n\t\tuse VFTYP=SINIX for variable records\n\n\t-v \t\t\t-> use variable records\n\t-w foldwidth \t\t-> foldwidth for fixed records\n\t-i input-filename  \t-> input file\n\t-o output-filename \t-> output file\n\nexamples: kytfold -w 80 -i inputfile -o outputfile \nexamples: kytfold -v -i inputfile -o outputfile \n')
@@ -152,5 +130,4 @@ rm -f diag.log
 DBG_LVL=1 run -v -i short.dat -o out.txt
 check "trace of a mismatch" "1" "$(grep -c 'kytfold 1 format missmatch iRead=1 iRecLen=3$' diag.log)"
 
-printf 'kytfold: %d passed, %d failed\n' "$passed" "$failed"
-[ "$failed" -eq 0 ]
+finish kytfold
