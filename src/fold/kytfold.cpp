@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kModule = "kytfold";
 constexpr const char* kTopic = "c";
-constexpr size_t kIoBuffer = 256 * 1024;  // bytes per read or write call: both buffers stay in cache
+constexpr size_t kIoBuffer = 4 << 20;  // bytes per read or write call: few system calls  // bytes per read or write call: both buffers stay in cache
 
 #define FOLD_TRACE(level, ...) KYT_TRACE(kModule, kTopic, level, __VA_ARGS__)
 
