@@ -44,7 +44,10 @@ for s in "${suites[@]}"; do
     sanitize)
       CC=clang CXX=clang++ suite sanitize -DCMAKE_BUILD_TYPE=Debug -DKYT_SANITIZE=ON -DKYT_FUZZ=ON
       fuzz ;;
-    windows) suite windows -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" ;;
+    windows)
+      # Wake wine (and let it finish any update of its prefix) before the tests talk to it.
+      wine cmd /c exit >/dev/null 2>&1 </dev/null || true
+      suite windows -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" ;;
     *) echo "unknown suite $s"; exit 2 ;;
   esac
 done
