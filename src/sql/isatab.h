@@ -1,0 +1,167 @@
+// isatab: table descriptors, the process-wide table of descriptors (Ep_htb_tabs), and the
+// catalogue from which descriptors are loaded.
+//
+// Column types carry the type codes of the host variables:
+//   CHAR(n)   1  text width n   n bytes in the row (zero-terminated text of up to n-1 chars)
+//   FLOAT     2  text width 25  8 bytes (a double)
+//   INTEGER   4  text width 11  4 bytes (32-bit signed)
+//   SMALLINT  8  text width 6   2 bytes (16-bit signed)
+// Row layout: the columns in declaration order, each at its row offset, no padding; the row
+// size is the sum of the column sizes. The primary key is the key columns concatenated in
+// key order (the order of the PRIM_ index's column list), each at its key offset; the key
+// size is their sum. A table without primary index has key size 0.
+//
+// Names (creators, tables, columns) are at most kNameMax characters, upper case.
+//
+// Descriptors come from a catalogue: a reader that, for a creator and a table name, yields
+// the table's SYSCATLG row and its SYSCOLS rows. Until the executor installs the reader of
+// the on-disk catalogue (when it opens a database), the reader is the station schema
+// (schema.h), so every station table and the two catalogue tables resolve.
+//
+// The table files and ISAM handles (use_table, open_table, release_table) belong to the
+// executor and are not here; tab_file only composes the file name.
+#ifndef KYT_SQL_ISATAB_H
+#define KYT_SQL_ISATAB_H
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sql/htb.h"
+
+namespace kyt {
+
+constexpr size_t kNameMax = 18;
+
+// Column type codes (also the host variable type codes).
+constexpr int16_t kTypeChar = 1;
+constexpr int16_t kTypeFloat = 2;
+constexpr int16_t kTypeInteger = 4;
+constexpr int16_t kTypeSmallint = 8;
+
+bool valid_col_type(int32_t type);
+// The text width of a type: n for CHAR(n), 25 FLOAT, 11 INTEGER, 6 SMALLINT.
+int16_t type_width(int16_t type, int16_t char_width);
+// The bytes a column of the type takes in the row.
+int32_t type_size(int16_t type, int16_t width);
+
+// Table specification: owner and name. An empty creator in a lookup matches any owner.
+struct TABSPEC {
+  char s_creator[kNameMax + 1];
+  char s_tabname[kNameMax + 1];
+};
+// Fills a specification; false (and an empty one) when a name is longer than kNameMax.
+bool make_tabspec(std::string_view creator, std::string_view tabname, TABSPEC* ts);
+
+// Column descriptor.
+struct COLDESC {
+  char s_colname[kNameMax + 1];
+  int16_t colno;       // 1-based, declaration order
+  int16_t type;        // kType...
+  int16_t key;         // place in the primary key (1-based), 0 when not a key column
+  int16_t not_null;    // 1 when declared NOT NULL
+  int16_t width;       // text width of the type
+  int32_t size;        // bytes in the row
+  int32_t row_offset;  // start in the row
+  int32_t key_offset;  // start in the primary key; 0 for columns outside the key
+};
+
+// A column as a definition gives it (CREATE TABLE, the catalogue, the station schema).
+struct COLDEF {
+  const char* s_colname;
+  int16_t type;
+  int16_t width;  // text width; for CHAR the n of CHAR(n)
+  int16_t not_null;
+  int16_t key;  // place in the primary key, 0 none
+};
+
+// Table descriptor. Not copyable; held by Ep_htb_tabs, pointers to it stay valid until the
+// table is dropped or the descriptors are cleared.
+struct TABDESC {
+  TABSPEC ts;
+  int16_t exists = 0;           // EX: the catalogue knows the table (1), or it is being created (0)
+  int16_t n_cols = 0;           // CN
+  int32_t row_size = 0;         // RS
+  int32_t key_size = 0;         // KS
+  std::vector<COLDESC> cols;    // declaration order
+  htb<int16_t> p_htb_cols{10};  // column name -> index into cols
+
+  TABDESC() : ts{} {}
+  TABDESC(const TABDESC&) = delete;
+  TABDESC& operator=(const TABDESC&) = delete;
+
+  const COLDESC* col(std::string_view name) const {
+    const int16_t* i = p_htb_cols.find(name);
+    return i == nullptr ? nullptr : &cols[static_cast<size_t>(*i)];
+  }
+};
+
+// Builds a descriptor from column definitions: row offsets, column hash table, key offsets.
+// DBI_E_TABERR (with an isaerr line) for no columns, a bad or duplicate name, a bad type or
+// width, or key places that are not 1..k without gaps.
+int32_t tab_desc_build(const TABSPEC& ts, std::span<const COLDEF> cols,
+                       std::unique_ptr<TABDESC>* out);
+
+// Key offsets and key size from the columns' key places; RC_INTERNAL_ERROR when the places
+// are not 1..k without gaps.
+int32_t cash_upd_key(TABDESC* desc);
+// Makes the listed columns the primary key, in list order (a PRIM_ index was created), then
+// cash_upd_key; DBI_E_INV_COL_NAM for an unknown or repeated column.
+int32_t tab_set_primary_key(TABDESC* desc, std::span<const char* const> colnames);
+
+// Catalogue rows.
+struct SyscatlgRow {
+  std::string creator;
+  std::string tname;
+  int32_t rowlen = 0;
+  int16_t ncols = 0;
+};
+struct SyscolsRow {
+  std::string creator;
+  std::string tname;
+  std::string cname;
+  int16_t coltype = 0;
+  int16_t colno = 0;
+  int32_t length = 0;   // text width
+  int16_t nulls = 0;    // 1 nullable, 0 NOT NULL
+  int16_t primkey = 0;  // place in the primary key, 0 none
+};
+// Yields a table's rows: 0, DBI_E_TABERR when the catalogue has no such table, or the
+// reader's own failure code. An empty creator matches any.
+using CatalogueReader = int32_t (*)(const TABSPEC& ts, SyscatlgRow* table,
+                                    std::vector<SyscolsRow>* columns);
+// Installs a reader; nullptr goes back to the station schema.
+void set_catalogue_reader(CatalogueReader reader);
+
+// Loads a descriptor (ts set by the caller) from the catalogue. DBI_E_TABERR for an unknown
+// table; RC_INTERNAL_ERROR when the rows contradict each other (column numbers not 1..n,
+// NCOLS or ROWLEN not matching the columns, bad types or key places).
+int32_t cash_tab(TABDESC* desc);
+
+// The descriptor of a table: from Ep_htb_tabs, else loaded with cash_tab and kept there.
+// DBI_E_TABERR for an unknown table (or one cached under another creator).
+int32_t get_tab_desc(const TABSPEC& ts, TABDESC** out);
+// The cached descriptor of a table, or nullptr; no catalogue access.
+TABDESC* find_tab_desc(std::string_view tabname);
+// Keeps a new descriptor (create table); DBI_E_TABERR when the name is cached already.
+int32_t add_tab_desc(std::unique_ptr<TABDESC> desc, TABDESC** out);
+// Forgets a table's descriptor (drop table); false when it was not cached.
+bool drop_tab_desc(std::string_view tabname);
+// Forgets every descriptor (close of the database).
+void clear_tab_descs();
+size_t tab_desc_count();
+
+// The table's file name: "%s/%-.8s.DB" with the database directory (environment key DB)
+// and the first eight characters of the table name. RC_INTERNAL_ERROR when the directory is
+// not known.
+int32_t tab_file(const TABSPEC& ts, std::string* file);
+
+// Forgets all descriptors and the installed reader. Tests only.
+void isatab_reset_for_tests();
+
+}  // namespace kyt
+
+#endif  // KYT_SQL_ISATAB_H

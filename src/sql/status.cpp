@@ -1,0 +1,63 @@
+// status: names and texts of the SQL layer's status codes, one table.
+#include "sql/status.h"
+
+namespace kyt {
+
+namespace {
+
+struct StatusInfo {
+  int32_t code;
+  const char* name;
+  const char* text;
+};
+
+constexpr StatusInfo kStatuses[] = {
+    {OK_STATE, "OK_STATE", "success"},
+    {RC_INTERNAL_ERROR, "RC_INTERNAL_ERROR", "internal error or out of memory"},
+    {DBI_E_SYNTAX, "DBI_E_SYNTAX", "syntax error"},
+    {DBI_E_EXECERR, "DBI_E_EXECERR", "execution error"},
+    {DBI_E_TABERR, "DBI_E_TABERR", "table error"},
+    {DBI_E_TABLE_NOT_EXIST, "DBI_E_TABLE_NOT_EXIST", "table does not exist"},
+    {DBI_E_INV_COL_NAM, "DBI_E_INV_COL_NAM", "invalid column name"},
+    {DBI_E_NO_DUP, "DBI_E_NO_DUP", "duplicate key"},
+    {DBI_E_CURNOTOPE, "DBI_E_CURNOTOPE", "cursor not open"},
+    {DBI_E_CONNECTED, "DBI_E_CONNECTED", "database already open"},
+    {DBI_E_NYI, "DBI_E_NYI", "statement not supported"},
+    {DBI_E_TOO_COMPLEX, "DBI_E_TOO_COMPLEX", "statement too complex"},
+    {DBI_E_TRANSERR, "DBI_E_TRANSERR", "transaction error"},
+    {DBI_W_END_FETCH, "DBI_W_END_FETCH", "no further row"},
+    {LPDBI_E_SYNTAX, "LPDBI_E_SYNTAX", "syntax error"},
+    {LPDBI_E_HOSTVAR_MISSING, "LPDBI_E_HOSTVAR_MISSING",
+     "fewer host variables than the statement needs"},
+    {LPDBI_E_HOSTVAR_LEFT, "LPDBI_E_HOSTVAR_LEFT", "host variables left over"},
+    {LPDBI_E_HOSTVAR_NULL, "LPDBI_E_HOSTVAR_NULL", "host variable without address"},
+    {LPDBI_E_TOO_MANY_INPUTS, "LPDBI_E_TOO_MANY_INPUTS", "more than 30 input values"},
+    {LPDBI_E_TOO_MANY_OUTPUTS, "LPDBI_E_TOO_MANY_OUTPUTS", "more than 30 result columns"},
+    {LPDBI_E_HOSTVAR_TYPE, "LPDBI_E_HOSTVAR_TYPE", "host variable of unknown type"},
+    {LPDBI_E_NAME_TOO_LONG, "LPDBI_E_NAME_TOO_LONG", "name longer than 18 characters"},
+    {LPDBI_E_NUMBER_RANGE, "LPDBI_E_NUMBER_RANGE", "number out of range"},
+    {LPDBI_E_VALUE_COUNT, "LPDBI_E_VALUE_COUNT", "column and value counts differ"},
+    {LPDBI_E_NOT_SUPPORTED, "LPDBI_E_NOT_SUPPORTED", "language element not supported"},
+    {LPDBI_E_TOO_DEEP, "LPDBI_E_TOO_DEEP", "condition nested too deeply"},
+};
+
+const StatusInfo* find(int32_t code) {
+  for (const StatusInfo& s : kStatuses) {
+    if (s.code == code) return &s;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+const char* sql_status_name(int32_t status) {
+  const StatusInfo* s = find(status);
+  return s == nullptr ? nullptr : s->name;
+}
+
+const char* sql_status_text(int32_t status) {
+  const StatusInfo* s = find(status);
+  return s == nullptr ? nullptr : s->text;
+}
+
+}  // namespace kyt
