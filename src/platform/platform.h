@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace kyt::platform {
 
@@ -87,6 +88,11 @@ bool absolute_path(const std::string& path, std::string* out);
 
 // Process and time.
 uint32_t process_id();
+// Full path of the running program's executable; empty when unknown.
+std::string executable_path();
+// Runs the program argv[0] with the arguments argv[1..] (no shell), with this process's
+// environment, waits for it and returns its exit code; -1 when it could not be started.
+int run_process(const std::vector<std::string>& argv);
 int64_t now_seconds();                              // seconds since 1970-01-01 UTC
 // Local broken-down time of `t` (seconds since 1970); false when it cannot be converted.
 struct LocalTime {

@@ -1,8 +1,10 @@
 // platform for POSIX systems (Linux).
 #include <fcntl.h>
+#include <spawn.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -12,6 +14,8 @@
 #include <cstring>
 
 #include "platform/platform.h"
+
+extern char** environ;
 
 namespace kyt::platform {
 
@@ -191,6 +195,27 @@ bool absolute_path(const std::string& path, std::string* out) {
 }
 
 uint32_t process_id() { return static_cast<uint32_t>(getpid()); }
+
+std::string executable_path() {
+  char buf[PATH_MAX];
+  ssize_t n = readlink("/proc/self/exe", buf, sizeof buf);
+  if (n <= 0 || static_cast<size_t>(n) >= sizeof buf) return {};
+  return std::string(buf, static_cast<size_t>(n));
+}
+
+int run_process(const std::vector<std::string>& argv) {
+  if (argv.empty()) return -1;
+  std::vector<char*> args;
+  for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  pid_t pid;
+  if (posix_spawn(&pid, args[0], nullptr, nullptr, args.data(), environ) != 0) return -1;
+  int status;
+  while (waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) return -1;
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
 
 int64_t now_seconds() { return static_cast<int64_t>(::time(nullptr)); }
 

@@ -209,6 +209,55 @@ bool absolute_path(const std::string& path, std::string* out) {
 
 uint32_t process_id() { return static_cast<uint32_t>(GetCurrentProcessId()); }
 
+std::string executable_path() {
+  std::vector<char> buf(32768);
+  DWORD n = GetModuleFileNameA(nullptr, buf.data(), static_cast<DWORD>(buf.size()));
+  if (n == 0 || n >= buf.size()) return {};
+  return std::string(buf.data(), n);
+}
+
+int run_process(const std::vector<std::string>& argv) {
+  if (argv.empty()) return -1;
+  // One command line, quoted the way the C runtime splits it again.
+  std::string cmd;
+  for (const std::string& a : argv) {
+    if (!cmd.empty()) cmd += ' ';
+    if (!a.empty() && a.find_first_of(" \t\"") == std::string::npos) {
+      cmd += a;
+      continue;
+    }
+    cmd += '"';
+    size_t slashes = 0;
+    for (char ch : a) {
+      if (ch == '\\') {
+        ++slashes;
+        continue;
+      }
+      cmd.append(ch == '"' ? 2 * slashes + 1 : slashes, '\\');
+      slashes = 0;
+      cmd += ch;
+    }
+    cmd.append(2 * slashes, '\\');
+    cmd += '"';
+  }
+  std::vector<char> line(cmd.begin(), cmd.end());
+  line.push_back('\0');
+  STARTUPINFOA si;
+  std::memset(&si, 0, sizeof si);
+  si.cb = sizeof si;
+  PROCESS_INFORMATION pi;
+  if (!CreateProcessA(argv[0].c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si,
+                      &pi)) {
+    return -1;
+  }
+  WaitForSingleObject(pi.hProcess, INFINITE);
+  DWORD code = 0;
+  BOOL ok = GetExitCodeProcess(pi.hProcess, &code);
+  CloseHandle(pi.hThread);
+  CloseHandle(pi.hProcess);
+  return ok ? static_cast<int>(code) : -1;
+}
+
 int64_t now_seconds() { return static_cast<int64_t>(::time(nullptr)); }
 
 bool local_time(int64_t t, LocalTime* out) {
