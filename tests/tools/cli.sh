@@ -1,5 +1,5 @@
 # Shared by the command tests: sourced with the command's path as $1.
-# Sets COMMAND (absolute), RUNNER (KYT_RUNNER, e.g. "wine" for a Windows build), a private
+# Sets COMMAND (absolute), HELPER (the second argument, absolute, when given), RUNNER (KYT_RUNNER, e.g. "wine" for a Windows build), a private
 # working directory that is the current one and goes away at exit, and offers:
 #   run ARGS...        runs the command; sets rc, out (stdout) and err (stderr), with the
 #                      CR of Windows console line ends and wine's own notes taken off
@@ -7,6 +7,8 @@
 #   finish NAME        prints "NAME: N passed, N failed" and gives the exit status
 set -u
 COMMAND=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+HELPER=
+if [ -n "${2:-}" ]; then HELPER=$(cd "$(dirname "$2")" && pwd)/$(basename "$2"); fi
 RUNNER=${KYT_RUNNER:-}
 work=$(mktemp -d "${TMPDIR:-/tmp}/kytcli.XXXXXX")
 trap 'rm -rf "$work"' EXIT

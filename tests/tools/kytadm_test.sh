@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs the real kytadm binary. Usage: kytadm_test.sh PATH-TO-KYTADM
+# Runs the real kytadm binary. Usage: kytadm_test.sh PATH-TO-KYTADM PATH-TO-KYT_MKDB
 # KYT_RUNNER (for example "wine") runs a Windows build; then paths use "\" and the default
 # installation directory is C:\KYT.
-. "$(dirname "${BASH_SOURCE[0]}")/cli.sh" "$1"
+. "$(dirname "${BASH_SOURCE[0]}")/cli.sh" "$1" "$2"
 if [ -n "$RUNNER" ]; then sep='\'; install='C:\KYT'; else sep=/; install=/opt/kyt; fi
 
 line() { printf '%s\n' "$out" | grep -E "^$1 +=" ; }
@@ -52,5 +52,31 @@ run nosuch
 check "unknown subcommand: exit" 2 "$rc"
 run
 check "no subcommand: exit" 2 "$rc"
+
+
+# --- check --------------------------------------------------------------------------------
+MKDB=$HELPER
+mkdir db
+$RUNNER "$MKDB" db/KT 60 && $RUNNER "$MKDB" db/ST 5
+check "sample databases made" 0 "$?"
+printf 'DB=db\n' >check.env
+run check -e check.env
+check "check: exit" 0 "$rc"
+check "check: one line per database" "$(printf 'db%sKT.DB: ok\ndb%sST.DB: ok' "$sep" "$sep")" "$out"
+run check db/KT
+check "check by name: exit" 0 "$rc"
+check "check by name: line" "db/KT: ok" "$out"
+# The first record's length word (the data file header is 8 bytes and "NAME", "CITY").
+printf '\x7f' | dd of=db/KT.DB bs=1 seek=21 conv=notrunc 2>/dev/null
+run check db/KT.DB db/ST.DB
+check "damaged: exit" 1 "$rc"
+check "damaged: named" "db/KT.DB: damaged" "$(printf '%s\n' "$out" | head -1)"
+check "damaged: the sound one still ok" 1 "$(printf '%s\n' "$out" | grep -c '^db/ST.DB: ok$')"
+run check db/NONE
+check "missing database: exit" 1 "$rc"
+run check -x
+check "check: unknown option" 2 "$rc"
+run check -e missing.env
+check "check: no environment file" 2 "$rc"
 
 finish kytadm

@@ -4,6 +4,11 @@
 #include <string>
 #include <vector>
 
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "isam/isam.h"
 #include "runtime/lpdsn.h"
 
 namespace {
@@ -20,6 +25,7 @@ struct Subcommand {
 };
 
 int run_env(const std::vector<std::string>& args);
+int run_check(const std::vector<std::string>& args);
 
 const Subcommand kSubcommands[] = {
     {"env", "env [-e FILE]",
@@ -33,6 +39,20 @@ const Subcommand kSubcommands[] = {
      "Exit status: 0 listed; 1 the file cannot be read (code 99) or is not valid (the\n"
      "command language's code, 4 for a setting given twice); 2 wrong arguments.\n",
      run_env},
+    {"check", "check [-e FILE] [DATABASE...]",
+     "Checks the integrity of station databases, reading their files only: the structure\n"
+     "of the index and holes trees, that records and holes cover the data file exactly,\n"
+     "that every index holds exactly one entry per record with the key built from that\n"
+     "record, and that the holes tree lists exactly the holes of the data file.\n"
+     "\n"
+     "  -e FILE    the environment file whose DB directory is checked (default: as for env)\n"
+     "  DATABASE   a database to check, named by its data file (dir/KT.DB) or without the\n"
+     "             suffix; without any, every database of the DB directory is checked\n"
+     "\n"
+     "Prints one line per database, \"NAME: ok\" or the problems found (at most 20 each).\n"
+     "Exit status: 0 all sound; 1 a problem found or a database that cannot be read;\n"
+     "2 wrong arguments or no DB directory.\n",
+     run_check},
 };
 
 void usage(std::FILE* out) {
@@ -82,6 +102,61 @@ int run_env(const std::vector<std::string>& args) {
   const std::string listing = kyt::lpdsn_listing();
   std::fwrite(listing.data(), 1, listing.size(), stdout);
   return kExitOk;
+}
+
+constexpr size_t kMaxProblems = 20;
+
+int run_check(const std::vector<std::string>& args) {
+  const Subcommand& self = *find("check");
+  std::string file;
+  std::vector<std::string> databases;
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "-e" && i + 1 < args.size()) {
+      file = args[++i];
+    } else if (args[i] == "-h" || args[i] == "--help") {
+      std::fputs(self.help, stdout);
+      return kExitOk;
+    } else if (!args[i].empty() && args[i][0] == '-') {
+      return bad_usage(self, "unknown option '" + args[i] + "'");
+    } else {
+      databases.push_back(args[i]);
+    }
+  }
+  if (databases.empty()) {
+    const int rc = file.empty() ? kyt::lpdsn_init() : kyt::lpdsn_init_file(file);
+    std::string dir;
+    if (rc != 0 || kyt::lpdsn_get("DB", &dir) != 0) {
+      std::fprintf(stderr, "kytadm check: no DB directory: the environment file cannot be read (code %d)\n", rc);
+      return kExitUsage;
+    }
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+      const std::string name = entry.path().string();
+      if (entry.is_regular_file(ec) && name.size() > 3 && name.compare(name.size() - 3, 3, ".DB") == 0) {
+        databases.push_back(name);
+      }
+    }
+    if (ec) {
+      std::fprintf(stderr, "kytadm check: cannot list the DB directory '%s'\n", dir.c_str());
+      return kExitFailed;
+    }
+    std::sort(databases.begin(), databases.end());
+  }
+  bool sound = true;
+  for (const std::string& db : databases) {
+    std::vector<std::string> problems;
+    if (kyt::icheck_db(db.c_str(), &problems, kMaxProblems + 1)) {
+      std::printf("%s: ok\n", db.c_str());
+      continue;
+    }
+    sound = false;
+    std::printf("%s: damaged\n", db.c_str());
+    for (size_t i = 0; i < problems.size() && i < kMaxProblems; ++i) {
+      std::printf("  %s\n", problems[i].c_str());
+    }
+    if (problems.size() > kMaxProblems) std::printf("  ... and more\n");
+  }
+  return sound ? kExitOk : kExitFailed;
 }
 
 }  // namespace

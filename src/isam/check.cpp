@@ -1,0 +1,223 @@
+// check: the integrity check of a database (kytadm check).
+//
+// It reads, never writes: a database that is not open in this process is opened read-only
+// (data file and both trees), one that is open is checked through its own handles. Checks:
+// the data file header; records and holes tile the data file from the first record to the
+// end, every record holding all its fields; the structure of both trees; the catalogue;
+// every keyed index holds exactly one entry per record, with the key built from that
+// record, and nothing else; the holes tree lists exactly the holes, by size and by offset.
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "isam/isam_impl.h"
+
+namespace kyt {
+
+namespace {
+
+struct Report {
+  std::vector<std::string>* out;
+  size_t limit;
+  size_t count = 0;
+  void add(const char* format, ...)
+#if defined(__GNUC__)
+      __attribute__((format(printf, 2, 3)))
+#endif
+  {
+    ++count;
+    if (out->size() >= limit) return;
+    char line[512];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    out->push_back(line);
+  }
+};
+
+using Entry = std::pair<std::string, int32_t>;  // key, data
+
+// Every entry of a tree whose key starts with `first` (all entries when first < 0).
+bool entries(CbCursor* c, int first, std::vector<Entry>* out, Report* r, const char* what) {
+  out->clear();
+  int32_t data = 0;
+  int rc;
+  if (first >= 0) {
+    const unsigned char k = static_cast<unsigned char>(first);
+    rc = cbfind(c, &k, 1, &data);
+  } else {
+    while ((rc = cbprev(c, &data)) == 1) {
+    }
+    rc = cbnext(c, &data);
+  }
+  std::string key;
+  while (rc == 1 || rc == 2 || rc == 3) {
+    int len = 0;
+    if (cbkeylen(c, &len) != 1 || len < 0) break;
+    key.assign(static_cast<size_t>(len), '\0');
+    if (len > 0 && cbkey(c, key.data(), len) != 1) break;
+    if (cbcurr(c, &data) != 1) break;
+    if (first >= 0 && (key.empty() || static_cast<unsigned char>(key[0]) != first)) return true;
+    out->emplace_back(key, data);
+    rc = cbnext(c, &data);
+  }
+  if (rc == -3) return true;
+  r->add("%s: cannot walk the tree (cb_errcode %d)", what, cb_errcode);
+  return false;
+}
+
+std::string printable(const std::string& key) {
+  std::string s;
+  for (unsigned char ch : key) {
+    if (ch >= 0x20 && ch < 0x7F) {
+      s += static_cast<char>(ch);
+    } else {
+      char hex[5];
+      std::snprintf(hex, sizeof hex, "\\x%02x", ch);
+      s += hex;
+    }
+  }
+  return s.size() > 60 ? s.substr(0, 60) + "..." : s;
+}
+
+// Compares what an index holds with what it should hold.
+void compare(const std::vector<Entry>& want, const std::vector<Entry>& have, Report* r,
+             const char* what) {
+  std::vector<Entry> missing, extra;
+  std::set_difference(want.begin(), want.end(), have.begin(), have.end(),
+                      std::back_inserter(missing));
+  std::set_difference(have.begin(), have.end(), want.begin(), want.end(),
+                      std::back_inserter(extra));
+  for (const Entry& e : missing) {
+    r->add("%s: no entry for the record at %d (key '%s')", what, e.second,
+           printable(e.first).c_str());
+  }
+  for (const Entry& e : extra) {
+    r->add("%s: entry '%s' -> %d matches no record", what, printable(e.first).c_str(), e.second);
+  }
+}
+
+std::string hole_key(unsigned char kind, int32_t v) {
+  std::string k(5, '\0');
+  const uint32_t u = static_cast<uint32_t>(v);
+  k[0] = static_cast<char>(kind);
+  for (int i = 0; i < 4; ++i) k[1 + i] = static_cast<char>(u >> (24 - 8 * i));
+  return k;
+}
+
+void check_open(IsamDb* db, Report* r) {
+  // Trees first: the rest walks them.
+  std::string problem;
+  if (cbcheck(db->tree, &problem) != 1) r->add("index tree: %s", problem.c_str());
+  if (db->holes != nullptr && cbcheck(db->holes, &problem) != 1) {
+    r->add("holes tree: %s", problem.c_str());
+  }
+  // Tiling of the data file.
+  struct Record {
+    int32_t offset;
+    std::string bytes;
+  };
+  std::vector<Record> records;
+  std::vector<std::pair<int32_t, int32_t>> holes;  // offset, size
+  const int64_t end = db->data.size();
+  int64_t at = db->first_record;
+  while (at < end) {
+    int32_t len = 0;
+    if (!I_reclen(db, static_cast<int32_t>(at), &len) || end - at < 4) {
+      r->add("data file: a length word is cut off at %lld", static_cast<long long>(at));
+      break;
+    }
+    const int64_t size = len < 0 ? -static_cast<int64_t>(len) : len;
+    if (len == 0 || at + 4 + size > end) {
+      r->add("data file: length word %d at %lld runs past the end (%lld)", len,
+             static_cast<long long>(at), static_cast<long long>(end));
+      break;
+    }
+    if (len > 0) {
+      std::string bytes;
+      std::vector<const char*> fields;
+      if (I_fetchrec(db, static_cast<int32_t>(at), &bytes) != 1 || !I_split(db, bytes, &fields)) {
+        r->add("data file: the record at %lld does not hold its %d fields",
+               static_cast<long long>(at), db->nfields);
+      } else {
+        records.push_back({static_cast<int32_t>(at), std::move(bytes)});
+      }
+    } else {
+      holes.emplace_back(static_cast<int32_t>(at), -len);
+    }
+    at += 4 + size;
+  }
+  // Every keyed index against the records.
+  std::vector<Entry> want, have;
+  std::vector<const char*> fields;
+  std::string key;
+  for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
+    if (i->number == 0) continue;
+    want.clear();
+    for (const Record& rec : records) {
+      I_split(db, rec.bytes, &fields);
+      if (I_mkkey(db, i, fields.data(), &key) == 1) want.emplace_back(key, rec.offset);
+    }
+    std::sort(want.begin(), want.end());
+    const std::string what = "index " + i->name;
+    if (entries(db->tree, i->number, &have, r, what.c_str())) {
+      std::sort(have.begin(), have.end());
+      compare(want, have, r, what.c_str());
+    }
+  }
+  // Entries of index numbers that the catalogue does not name.
+  std::vector<Entry> all;
+  if (entries(db->tree, -1, &all, r, "index tree")) {
+    for (const Entry& e : all) {
+      if (e.first.empty()) {
+        r->add("index tree: an empty key");
+        continue;
+      }
+      const int n = static_cast<unsigned char>(e.first[0]);
+      bool known = n == kCatalogueByte;
+      for (IsamIndex* i = db->indexes; i != nullptr && !known; i = i->next) known = i->number == n;
+      if (!known) {
+        r->add("index tree: entry '%s' belongs to no index", printable(e.first).c_str());
+        break;
+      }
+    }
+  }
+  // The holes tree against the holes.
+  if (db->holes != nullptr) {
+    want.clear();
+    for (const auto& [off, size] : holes) {
+      want.emplace_back(hole_key(0xFF, size), off);
+      want.emplace_back(hole_key(0xFE, off), size);
+    }
+    std::sort(want.begin(), want.end());
+    if (entries(db->holes, -1, &have, r, "holes tree")) {
+      std::sort(have.begin(), have.end());
+      compare(want, have, r, "holes tree");
+    }
+  }
+}
+
+}  // namespace
+
+bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limit) {
+  Report r{problems, limit};
+  isam_errno = 0;
+  const std::string base = isam_base_name(name);
+  IsamDb* db = isam_find_open(base);
+  if (db != nullptr) {
+    check_open(db, &r);
+    return r.count == 0;
+  }
+  db = iopen_db_readonly(base.c_str());
+  if (db == nullptr) {
+    r.add("cannot open: %s", isam_strerror(isam_errno));
+    return false;
+  }
+  check_open(db, &r);
+  iclose_db(db);
+  return r.count == 0;
+}
+
+}  // namespace kyt

@@ -1,0 +1,119 @@
+// createdb: making and destroying the files of a database.
+#include <cstring>
+
+#include "isam/isam_impl.h"
+
+namespace kyt {
+
+namespace {
+constexpr const char* kModule = "KYTEXE";
+
+// The trees take blocks as large as the pool's buffers allow, at most 8192 bytes.
+int tree_block_size() {
+  int size = cbbufsize();
+  return size > 0 && size < 8192 ? size : 8192;
+}
+
+int create_tree(const std::string& file, bool physical) {
+  CbCursor* c = cbcreate(file.c_str(), nullptr, tree_block_size());
+  if (c == nullptr) {
+    isam_errno = kIsamCbt;
+    ISAM_TRACE(kModule, "createdb : cbcreate (%s) failed", file.c_str());
+    return -1;
+  }
+  int rc = 1;
+  if (physical) {
+    std::string key = catalogue_key(kPhysicalIndex, {});
+    if (cbinsert(c, key.data(), static_cast<int>(key.size()), 0, 0) != 1) {
+      isam_errno = kIsamCbt;
+      rc = -1;
+    }
+  }
+  if (cbclose(c) != 1 && rc == 1) {
+    isam_errno = kIsamCbt;
+    rc = -1;
+  }
+  return rc;
+}
+}  // namespace
+
+int icreate_db(const char* name, const char* const* fields) {
+  isam_errno = 0;
+  if (isam_ensure_init() != 1) return -1;
+  const std::string base = isam_base_name(name);
+  if (base.empty() || fields == nullptr || fields[0] == nullptr) {
+    isam_errno = kIsamBadName;
+    return -1;
+  }
+  const std::string data = isam_file(base, ".DB");
+  const std::string idx = isam_file(base, ".IDX");
+  const std::string hol = isam_file(base, ".HOL");
+  if (platform::file_exists(idx.c_str())) {
+    isam_errno = kIsamNoOverwrite;
+    return -1;
+  }
+  // Header: field count, offset of the first record, then the field names.
+  std::string header(kHeaderSize, '\0');
+  int32_t nfields = 0;
+  for (const char* const* f = fields; *f != nullptr; ++f) {
+    if (**f == '\0' || nfields == kMaxFields) {
+      isam_errno = kIsamBadField;
+      return -1;
+    }
+    header.append(*f);
+    header.push_back('\0');
+    ++nfields;
+  }
+  put_le32(reinterpret_cast<unsigned char*>(header.data()), nfields);
+  put_le32(reinterpret_cast<unsigned char*>(header.data()) + 4,
+           static_cast<int32_t>(header.size()));
+
+  platform::File f;
+  if (!f.open(data.c_str(), platform::OpenMode::kCreate)) {
+    isam_errno = kIsamIo;
+    ISAM_TRACE(kModule, "createdb : qmz_creat (IO_ERROR 1)");
+    return -1;
+  }
+  f.close();
+  if (!f.open(data.c_str(), platform::OpenMode::kReadWrite)) {
+    isam_errno = kIsamIo;
+    ISAM_TRACE(kModule, "createdb : qmz_open (IO_ERROR 2)");
+    return -1;
+  }
+  if (f.write_at(header.data(), header.size(), 0) != static_cast<int64_t>(header.size())) {
+    isam_errno = kIsamIo;
+    ISAM_TRACE(kModule, "createdb : qmz_write (IO_ERROR 3)");
+    f.close();
+    platform::remove_file(data.c_str());
+    return -1;
+  }
+  f.close();
+  if (create_tree(idx, true) != 1 || create_tree(hol, false) != 1) {
+    platform::remove_file(data.c_str());
+    platform::remove_file(idx.c_str());
+    platform::remove_file(hol.c_str());
+    return -1;
+  }
+  return 1;
+}
+
+int idestroy_db(const char* name) {
+  isam_errno = 0;
+  const std::string base = isam_base_name(name);
+  const std::string data = isam_file(base, ".DB");
+  if (!platform::file_exists(data.c_str())) {
+    isam_errno = kIsamNoFile;
+    return -1;
+  }
+  int rc = 1;
+  for (const char* suffix : {".DB", ".IDX", ".HOL"}) {
+    const std::string file = isam_file(base, suffix);
+    if (platform::file_exists(file.c_str()) && !platform::remove_file(file.c_str())) {
+      isam_errno = kIsamInUse;  // an open database keeps its files
+      rc = -1;
+    }
+  }
+  return rc;
+}
+
+}  // namespace kyt

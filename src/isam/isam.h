@@ -1,0 +1,114 @@
+// isam: databases of records with named indexes, on B-trees and a free-space list.
+//
+// A database named N is three files: N.DB (the records), N.IDX (one B-tree holding the
+// catalogue and the entries of every index) and N.HOL (the holes tree of the free space).
+// A name given with the suffix ".DB" ("db/KT.DB") names the same database as without it.
+// The formats are described in docs/file-formats.md.
+//
+// A record is a list of fields, each a zero-terminated text, addressed by its offset in the
+// data file. Every index but the physical one has key fields; its entries are
+// (index number byte + key field texts with their zero bytes, record offset).
+//
+// Results: 1 success, -1 failure (isam_errno tells why), -2 / -3 an index before its first or
+// after its last entry, 2 / 3 found / not found for ifindkey. isam_errno is 0 after every
+// operation that succeeded; 9 means the B-tree layer failed (its codes stand in cb_errcode,
+// cb_fcncode, cb_concode).
+//
+// One thread at a time: the layer keeps process-wide state and takes no locks of its own;
+// between processes the data file's first four bytes are locked while it is open.
+#ifndef KYT_ISAM_ISAM_H
+#define KYT_ISAM_ISAM_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kyt {
+
+extern int isam_errno;
+// The text of an isam_errno value; "Unknown isam error number" for any other value.
+const char* isam_strerror(int err);
+
+enum : int {
+  kIsamOk = 0,
+  kIsamBadDb = 1,           // Invalid database handle
+  kIsamBadIndex = 2,        // Invalid index handle
+  kIsamInUse = 3,           // Database in use; cannot perform operation
+  kIsamNoCurrent = 4,       // No current record
+  kIsamNoMemory = 5,        // Out of memory
+  kIsamNotAllowed = 6,      // Operation not allowed for this index
+  kIsamIo = 7,              // Error reading or writing file
+  kIsamUnknownIndex = 8,    // Unknown index name
+  kIsamCbt = 9,             // Error from cbt level
+  kIsamNoFile = 10,         // File not found
+  kIsamKeyTooLong = 11,     // Key too long for current buffer size
+  kIsamIndexCorrupt = 12,   // Isam index file possibly corrupted
+  kIsamTooManyIndexes = 13, // Too many indexes for one database
+  kIsamNoMark = 14,         // No marked record
+  kIsamNoRename = 15,       // Cannot rename data base
+  kIsamBadName = 16,        // Cannot construct name of file
+  kIsamIndexExists = 17,    // New index name duplicates existing index name
+  kIsamBadField = 18,       // Field name is not name of existing field
+  kIsamCopySelf = 19,       // Cannot copy database to itself
+  kIsamBlockTooBig = 20,    // Block size too big for buffer pool
+  kIsamNoOverwrite = 21,    // Cannot overwrite existing index file
+  kIsamInitTwice = 22,      // isaminit already called
+  kIsamLocked = 23,         // Table currently locked
+  kIsamDataCorrupt = 24,    // Isam data file possibly corrupted
+};
+
+// The physical index: the unkeyed order of the data file.
+constexpr const char* kPhysicalIndex = "Physical Index";
+
+struct IsamDb;
+struct IsamIndex;
+
+// Once a process: the B-tree layer's pool (100 buffers of 8192 bytes when both are 0) and
+// the host byte order; isamexit runs at process exit.
+int isaminit(int nbufs, int bufsize);
+void isamexit();
+// The host byte order seen by isaminit: 1 big-endian, 0 little-endian, -1 other.
+int isam_byte_order();
+
+// Databases. `fields` and key field lists end with a null pointer.
+int icreate_db(const char* name, const char* const* fields);
+IsamDb* iopen_db(const char* name);
+int iclose_db(IsamDb* db);
+int idestroy_db(const char* name);  // removes the three files of a closed database
+
+// Indexes.
+int imkindex(IsamDb* db, const char* name, const char* const* key_fields);
+IsamIndex* ihandle(IsamDb* db, const char* name);
+// Index names of the database, and field names of an index (all fields of the database for
+// the physical index): null-terminated arrays valid until the next call of the same kind.
+const char* const* iindex_names(IsamDb* db);
+const char* const* ifield_names(IsamDb* db, IsamIndex* index);
+int inum_fields(IsamDb* db);
+
+// Records. `values` has one text a field (a null pointer stores an empty text).
+int iaddrec(IsamDb* db, IsamIndex* index, const char* const* values);
+// Reads the current record of `index` into buf (at most bufsize - 1 bytes) and points
+// fields[0..n-1] at its texts; fields needs room for inum_fields(db) pointers.
+int igetrec(IsamDb* db, IsamIndex* index, const char** fields, char* buf, int bufsize);
+int idelrec(IsamDb* db, IsamIndex* index);
+// Positions a keyed index on the first entry with these key field values (one a key field).
+int ifindkey(IsamDb* db, IsamIndex* index, const char* const* values);
+int ifindnext(IsamDb* db, IsamIndex* index);
+int ifindprev(IsamDb* db, IsamIndex* index);
+int imarkrec(IsamDb* db, IsamIndex* index);
+int ifindmark(IsamDb* db, IsamIndex* index);
+// The offset of the index's current record (0 when it has none).
+int32_t irecoffset(IsamDb* db, IsamIndex* index);
+
+// Integrity check of a database, opening its files read-only: the trees, the tiling of the
+// data file by records and holes, one index entry per record and keyed index, the holes
+// tree against the holes of the data file. Appends one line per problem (at most `limit`)
+// and returns true when there is none.
+bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limit);
+
+// Forgets every open database without writing. Tests only.
+void isam_reset_for_tests();
+
+}  // namespace kyt
+
+#endif  // KYT_ISAM_ISAM_H

@@ -1,0 +1,147 @@
+// opendb: opening a database by name: data file with its lock and header, index tree with
+// its catalogue, holes tree.
+#include <cerrno>
+
+#include "isam/isam_impl.h"
+
+namespace kyt {
+
+namespace {
+constexpr const char* kModule = "KYTEXE";
+
+// Reads and checks the data file header; 24 for anything that cannot be a header.
+int read_header(IsamDb* db) {
+  unsigned char head[kHeaderSize];
+  const int64_t size = db->data.size();
+  if (size < kHeaderSize || db->data.read_at(head, kHeaderSize, 0) != kHeaderSize) {
+    return kIsamDataCorrupt;
+  }
+  const int32_t nfields = get_le32(head);
+  const int32_t first = get_le32(head + 4);
+  if (nfields < 1 || nfields > kMaxFields || first <= kHeaderSize || first > size) {
+    return kIsamDataCorrupt;
+  }
+  std::string names(static_cast<size_t>(first - kHeaderSize), '\0');
+  if (db->data.read_at(names.data(), names.size(), kHeaderSize) !=
+      static_cast<int64_t>(names.size())) {
+    return kIsamIo;
+  }
+  if (names.back() != '\0') return kIsamDataCorrupt;
+  size_t pos = 0;
+  while (pos < names.size()) {
+    size_t end = names.find('\0', pos);
+    if (end == pos) return kIsamDataCorrupt;  // empty field name
+    db->field_names.emplace_back(names, pos, end - pos);
+    pos = end + 1;
+  }
+  if (static_cast<int32_t>(db->field_names.size()) != nfields) return kIsamDataCorrupt;
+  db->nfields = nfields;
+  db->first_record = first;
+  return 0;
+}
+
+void close_trees(IsamDb* db) {
+  for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
+    if (i->cursor != nullptr) cbclose(i->cursor);
+    i->cursor = nullptr;
+  }
+  if (db->holes != nullptr) cbclose(db->holes);
+  if (db->tree != nullptr) cbclose(db->tree);
+  db->holes = nullptr;
+  db->tree = nullptr;
+}
+}  // namespace
+
+namespace {
+IsamDb* open_db(const char* name, bool readonly) {
+  isam_errno = 0;
+  if (isam_ensure_init() != 1) return nullptr;
+  auto db = std::make_unique<IsamDb>();
+  db->name = isam_base_name(name);
+  const std::string data = isam_file(db->name, ".DB");
+  const std::string idx = isam_file(db->name, ".IDX");
+  const std::string hol = isam_file(db->name, ".HOL");
+  if (db->name.empty()) {
+    isam_errno = kIsamBadName;
+    return nullptr;
+  }
+  if (!platform::file_exists(data.c_str()) || !platform::file_exists(idx.c_str())) {
+    isam_errno = kIsamNoFile;
+    return nullptr;
+  }
+  db->readonly = readonly;
+  if (!db->data.open(data.c_str(),
+                     readonly ? platform::OpenMode::kRead : platform::OpenMode::kReadWrite)) {
+    isam_errno = kIsamIo;
+    return nullptr;
+  }
+  if (!readonly && !db->data.lock_header()) {
+    const int err = errno;
+    ISAM_TRACE(kModule, "I_dfopen (): lock ('%s') failed, error 0x%x, errno %d, pid %d",
+               data.c_str(), err, err, static_cast<int>(platform::process_id()));
+    isam_errno = kIsamLocked;
+    return nullptr;
+  }
+  if (int rc = read_header(db.get()); rc != 0) {
+    isam_errno = rc;
+    ISAM_TRACE(kModule, "I_dfopen (): header of '%s' unreadable (%d)", data.c_str(), rc);
+    return nullptr;
+  }
+  auto open_tree = [readonly](const std::string& file) {
+    return readonly ? cbopen_readonly(file.c_str(), nullptr) : cbopen(file.c_str(), nullptr);
+  };
+  db->tree = open_tree(idx);
+  if (db->tree == nullptr) {
+    isam_errno = kIsamCbt;
+    return nullptr;
+  }
+  if (platform::file_exists(hol.c_str())) {
+    db->holes = open_tree(hol);
+    if (db->holes == nullptr) {
+      isam_errno = kIsamCbt;
+      close_trees(db.get());
+      return nullptr;
+    }
+  }
+  if (load_catalogue(db.get()) != 1) {
+    const int err = isam_errno;
+    close_trees(db.get());
+    isam_errno = err;
+    return nullptr;
+  }
+  IsamDb* handle = db.release();
+  isam_register(handle);
+  return handle;
+}
+}  // namespace
+
+IsamDb* iopen_db(const char* name) { return open_db(name, false); }
+IsamDb* iopen_db_readonly(const char* name) { return open_db(name, true); }
+
+int iclose_db(IsamDb* db) {
+  isam_errno = 0;
+  if (!isam_is_member(db)) {
+    isam_errno = kIsamBadDb;
+    return -1;
+  }
+  int rc = 1;
+  for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
+    if (i->cursor != nullptr && cbclose(i->cursor) != 1) rc = -1;
+    i->cursor = nullptr;
+  }
+  if (db->holes != nullptr && cbclose(db->holes) != 1) rc = -1;
+  if (db->tree != nullptr && cbclose(db->tree) != 1) rc = -1;
+  db->holes = nullptr;
+  db->tree = nullptr;
+  if (!db->readonly) db->data.unlock_header();
+  db->data.close();
+  if (rc != 1) {
+    isam_errno = kIsamIo;
+    ISAM_TRACE(kModule, "closedb : close (IO_ERROR 3)");
+  }
+  isam_unregister(db);
+  delete db;
+  return rc;
+}
+
+}  // namespace kyt
