@@ -20,7 +20,7 @@ int32_t I_adddata(IsamDb* db, const std::string& bytes) {
   std::string out(4 + static_cast<size_t>(length), '\0');
   put_le32(reinterpret_cast<unsigned char*>(out.data()), length);
   std::memcpy(out.data() + 4, bytes.data(), bytes.size());
-  if (db->data.write_at(out.data(), out.size(), offset) != static_cast<int64_t>(out.size())) {
+  if (!I_write(db, out.data(), out.size(), offset)) {
     isam_errno = kIsamIo;
     return 0;
   }

@@ -121,7 +121,7 @@ void check_open(IsamDb* db, Report* r) {
   };
   std::vector<Record> records;
   std::vector<std::pair<int32_t, int32_t>> holes;  // offset, size
-  const int64_t end = db->data.size();
+  const int64_t end = db->data_end;
   int64_t at = db->first_record;
   while (at < end) {
     int32_t len = 0;

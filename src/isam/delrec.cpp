@@ -60,7 +60,7 @@ int idelrec(IsamDb* db, IsamIndex* index) {
   // hole (holes merge, records never do).
   int64_t following = 0;
   if (index->number == 0) {
-    const int64_t end = db->data.size();
+    const int64_t end = db->data_end;
     const int64_t next = next_stretch(db, offset, end);
     following = next <= 0 ? next : record_from(db, next, end);
     if (following < 0) return -1;

@@ -113,7 +113,7 @@ int keyed_move(IsamIndex* index, bool forward) {
 }
 
 int physical_move(IsamDb* db, IsamIndex* index, bool forward) {
-  const int64_t end = db->data.size();
+  const int64_t end = db->data_end;
   const int status = index->position_status;
   if (forward) {
     if (status == -3) return -3;
@@ -208,7 +208,7 @@ int ifindmark(IsamDb* db, IsamIndex* index) {
     if (index->pending_next) {
       // The marked record is gone and its space may have merged into a neighbouring hole:
       // find the first record after it from the start of the file.
-      const int64_t end = db->data.size();
+      const int64_t end = db->data_end;
       int64_t at = record_from(db, db->first_record, end);
       while (at > 0 && at < index->mark_offset) {
         const int64_t next = next_stretch(db, static_cast<int32_t>(at), end);

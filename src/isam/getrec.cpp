@@ -20,16 +20,35 @@ bool I_reclen(IsamDb* db, int32_t offset, int32_t* length) {
   return true;
 }
 
+bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset) {
+  if (db->data.write_at(buf, n, offset) != static_cast<int64_t>(n)) return false;
+  if (offset + static_cast<int64_t>(n) > db->data_end) db->data_end = offset + static_cast<int64_t>(n);
+  return true;
+}
+
 int I_fetchrec(IsamDb* db, int32_t offset, std::string* bytes) {
-  int32_t len = 0;
-  if (!I_reclen(db, offset, &len)) {
+  // Most records are short: one read takes the length word and the record together.
+  constexpr int32_t kGuess = 508;
+  unsigned char first[4 + kGuess];
+  const int64_t avail = db->data_end - offset;
+  if (offset < db->first_record || avail < 4) {
     isam_errno = kIsamIo;
     return -1;
   }
-  if (len <= 0 || static_cast<int64_t>(offset) + 4 + len > db->data.size()) {
+  const int64_t got = db->data.read_at(first, static_cast<size_t>(avail < 4 + kGuess ? avail : 4 + kGuess), offset);
+  if (got < 4) {
+    isam_errno = kIsamIo;
+    return -1;
+  }
+  const int32_t len = get_le32(first);
+  if (len <= 0 || static_cast<int64_t>(offset) + 4 + len > db->data_end) {
     isam_errno = kIsamDataCorrupt;
     ISAM_TRACE(kModule, "I_fetchrec : rec_length= %d at %d", len, offset);
     return -1;
+  }
+  if (len <= got - 4) {
+    bytes->assign(reinterpret_cast<const char*>(first + 4), static_cast<size_t>(len));
+    return 1;
   }
   bytes->resize(static_cast<size_t>(len));
   if (db->data.read_at(bytes->data(), bytes->size(), offset + 4) != len) {
@@ -111,13 +130,17 @@ int igetrec(IsamDb* db, IsamIndex* index, const char** fields, char* buf, int bu
   int32_t offset = 0;
   int rc = current_offset(db, index, &offset, "igetrec");
   if (rc != 1) return rc;
-  int32_t len = 0;
-  if (!I_reclen(db, offset, &len)) {
+  // One read takes the length word and, for the usual short record, the record too.
+  unsigned char head[4 + 508];
+  const int64_t avail = db->data_end - offset;
+  const int64_t first = avail < static_cast<int64_t>(sizeof head) ? avail : static_cast<int64_t>(sizeof head);
+  if (first < 4 || db->data.read_at(head, static_cast<size_t>(first), offset) != first) {
     isam_errno = kIsamIo;
     ISAM_TRACE(kModule, "igetrec : I_reclen returns status %d", -1);
     return -1;
   }
-  if (len <= 0 || static_cast<int64_t>(offset) + 4 + len > db->data.size()) {
+  const int32_t len = get_le32(head);
+  if (len <= 0 || static_cast<int64_t>(offset) + 4 + len > db->data_end) {
     isam_errno = kIsamDataCorrupt;
     ISAM_TRACE(kModule, "igetrec : rec_length= %d", len);
     return -1;
@@ -127,11 +150,15 @@ int igetrec(IsamDb* db, IsamIndex* index, const char** fields, char* buf, int bu
     ISAM_TRACE(kModule, "igetrec : rec_length= %d > buffer_size = %d ", len, bufsize);
     want = bufsize - 1;  // the record is cut, not refused
   }
-  const int64_t got = db->data.read_at(buf, static_cast<size_t>(want), offset + 4);
-  if (got != want) {
-    isam_errno = kIsamIo;
-    ISAM_TRACE(kModule, "igetrec : I_read_rec returns nbr %d", static_cast<int>(got));
-    return -1;
+  if (want <= first - 4) {
+    std::memcpy(buf, head + 4, static_cast<size_t>(want));
+  } else {
+    const int64_t got = db->data.read_at(buf, static_cast<size_t>(want), offset + 4);
+    if (got != want) {
+      isam_errno = kIsamIo;
+      ISAM_TRACE(kModule, "igetrec : I_read_rec returns nbr %d", static_cast<int>(got));
+      return -1;
+    }
   }
   buf[want] = '\0';
   // One pointer a field; the fields a cut record lost point at its final zero byte.

@@ -42,7 +42,7 @@ int fail(int err, const char* text) {
 bool write_word(IsamDb* db, int32_t offset, int32_t word) {
   unsigned char w[4];
   put_le32(w, word);
-  return db->data.write_at(w, 4, offset) == 4;
+  return I_write(db, w, 4, offset);
 }
 
 // The hole of the offset entry the cursor stands on; (0, 0) for any other entry.
@@ -98,7 +98,7 @@ int32_t new_offset(IsamDb* db, int32_t* length) {
     }
   }
   if (offset == 0 || size <= 0 || n > size) {
-    const int64_t end = db->data.size();
+    const int64_t end = db->data_end;
     if (end < db->first_record || end + 4 + n > INT32_MAX) {
       fail(kIsamIo, "holes : new_offset (IO_ERROR 1)");
       return 0;

@@ -53,7 +53,13 @@ struct IsamDb {
   std::vector<std::unique_ptr<IsamIndex>> owned;
   std::vector<const char*> names_out; // storage of iindex_names / ifield_names
   bool readonly = false;              // opened for the integrity check: nothing is written
+  // Size of the data file: read at open, then kept by this process's own writes (the lock
+  // keeps every other writer out), so no system call is needed to learn it.
+  int64_t data_end = 0;
 };
+
+// Writes bytes of the data file, keeping data_end.
+bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset);
 
 // Registry of open databases (isam.cpp).
 bool isam_is_member(const IsamDb* db);

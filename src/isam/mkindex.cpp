@@ -184,7 +184,7 @@ int imkindex(IsamDb* db, const char* name, const char* const* key_fields) {
   std::string key;
   int rc = 1;
   int32_t offset = db->first_record;
-  const int64_t end = db->data.size();
+  const int64_t end = db->data_end;
   while (offset < end) {
     int32_t len = 0;
     if (!I_reclen(db, offset, &len)) {

@@ -37,6 +37,7 @@ int read_header(IsamDb* db) {
   if (static_cast<int32_t>(db->field_names.size()) != nfields) return kIsamDataCorrupt;
   db->nfields = nfields;
   db->first_record = first;
+  db->data_end = size;
   return 0;
 }
 
