@@ -4,15 +4,7 @@
 namespace kyt {
 
 int ifindkey(IsamDb* db, IsamIndex* index, const char* const* values) {
-  isam_errno = 0;
-  if (!isam_is_member(db)) {
-    isam_errno = kIsamBadDb;
-    return -1;
-  }
-  if (!isam_index_member(db, index)) {
-    isam_errno = kIsamBadIndex;
-    return -1;
-  }
+  if (isam_check_handles(db, index) != 1) return -1;
   if (index->number == 0) {
     isam_errno = kIsamNotAllowed;
     return -1;

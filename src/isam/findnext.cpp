@@ -10,20 +10,6 @@ namespace kyt {
 
 namespace {
 constexpr const char* kModule = "KYTEXE";
-
-int check(IsamDb* db, IsamIndex* index) {
-  isam_errno = 0;
-  if (!isam_is_member(db)) {
-    isam_errno = kIsamBadDb;
-    return -1;
-  }
-  if (!isam_index_member(db, index)) {
-    isam_errno = kIsamBadIndex;
-    return -1;
-  }
-  return 1;
-}
-
 }  // namespace
 
 // The stretch after the one at `offset` (record or hole); 0 at the end; -1 on failure.
@@ -145,7 +131,7 @@ int physical_move(IsamDb* db, IsamIndex* index, bool forward) {
 }  // namespace
 
 int ifindnext(IsamDb* db, IsamIndex* index) {
-  if (check(db, index) != 1) return -1;
+  if (isam_check_handles(db, index) != 1) return -1;
   if (index->pending_next) {
     // The position already stands on what followed the vanished current record.
     index->pending_next = false;
@@ -160,14 +146,14 @@ int ifindnext(IsamDb* db, IsamIndex* index) {
 }
 
 int ifindprev(IsamDb* db, IsamIndex* index) {
-  if (check(db, index) != 1) return -1;
+  if (isam_check_handles(db, index) != 1) return -1;
   // From a vanished record the previous entry is the one before the position either way.
   index->pending_next = false;
   return index->number == 0 ? physical_move(db, index, false) : keyed_move(index, false);
 }
 
 int imarkrec(IsamDb* db, IsamIndex* index) {
-  if (check(db, index) != 1) return -1;
+  if (isam_check_handles(db, index) != 1) return -1;
   if (index->position_status != 1 || index->pending_next) {
     isam_errno = kIsamNoCurrent;
     return -1;
@@ -191,7 +177,7 @@ int imarkrec(IsamDb* db, IsamIndex* index) {
 }
 
 int ifindmark(IsamDb* db, IsamIndex* index) {
-  if (check(db, index) != 1) return -1;
+  if (isam_check_handles(db, index) != 1) return -1;
   if (!index->marked) {
     isam_errno = kIsamNoMark;
     return -1;

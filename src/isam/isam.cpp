@@ -122,6 +122,19 @@ bool isam_writable(IsamDb* db) {
   return false;
 }
 
+int isam_check_handles(IsamDb* db, IsamIndex* index) {
+  isam_errno = 0;
+  if (!isam_is_member(db)) {
+    isam_errno = kIsamBadDb;
+    return -1;
+  }
+  if (!isam_index_member(db, index)) {
+    isam_errno = kIsamBadIndex;
+    return -1;
+  }
+  return 1;
+}
+
 void isam_register(IsamDb* db) { st().open.insert(db); }
 void isam_unregister(IsamDb* db) { st().open.erase(db); }
 

@@ -64,6 +64,8 @@ bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset);
 // Registry of open databases (isam.cpp).
 bool isam_is_member(const IsamDb* db);
 bool isam_index_member(const IsamDb* db, const IsamIndex* index);
+// Clears isam_errno and checks both handles: 1, or -1 with isam_errno 1 or 2.
+int isam_check_handles(IsamDb* db, IsamIndex* index);
 void isam_register(IsamDb* db);
 void isam_unregister(IsamDb* db);
 // The open database of that base name, or nullptr.
