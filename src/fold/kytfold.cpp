@@ -138,13 +138,13 @@ class Getopt {
       if (cluster_ == nullptr) return -1;
     }
     const char c = *cluster_++;
-    const char* spec = (c == ':') ? nullptr : std::strchr(optstring_, c);
+    const char* decl = (c == ':') ? nullptr : std::strchr(optstring_, c);
     const char* prog = argc_ > 0 && argv_[0] != nullptr ? argv_[0] : "kytfold";
-    if (spec == nullptr) {
+    if (decl == nullptr) {
       std::fprintf(stderr, "%s: invalid option -- '%c'\n", prog, c);
       return '?';
     }
-    if (spec[1] == ':') {
+    if (decl[1] == ':') {
       if (*cluster_ != '\0') {
         optarg = cluster_;
       } else if (index_ < argc_ && argv_[index_] != nullptr) {

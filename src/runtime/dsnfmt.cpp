@@ -25,31 +25,31 @@ std::string dsn_complete(const std::string& pattern, long long value) {
     }
     // Parse one conversion: flags, width, precision, length, type.
     size_t j = i + 1;
-    std::string spec = "%";
-    while (j < n && std::strchr("-+ 0#", pattern[j]) != nullptr) spec += pattern[j++];
+    std::string conv = "%";
+    while (j < n && std::strchr("-+ 0#", pattern[j]) != nullptr) conv += pattern[j++];
     size_t digits = 0;
     while (j < n && pattern[j] >= '0' && pattern[j] <= '9' && digits < 3) {
-      spec += pattern[j++];
+      conv += pattern[j++];
       ++digits;
     }
     if (j < n && pattern[j] == '.') {
-      spec += pattern[j++];
+      conv += pattern[j++];
       digits = 0;
       while (j < n && pattern[j] >= '0' && pattern[j] <= '9' && digits < 3) {
-        spec += pattern[j++];
+        conv += pattern[j++];
         ++digits;
       }
     }
     while (j < n && pattern[j] == 'l') ++j;
     if (!filled && j < n && std::strchr("diuxX", pattern[j]) != nullptr) {
       char type = pattern[j];
-      spec += "ll";
-      spec += type;
+      conv += "ll";
+      conv += type;
       char buf[128];
       if (type == 'd' || type == 'i') {
-        std::snprintf(buf, sizeof buf, spec.c_str(), value);
+        std::snprintf(buf, sizeof buf, conv.c_str(), value);
       } else {
-        std::snprintf(buf, sizeof buf, spec.c_str(), static_cast<unsigned long long>(value));
+        std::snprintf(buf, sizeof buf, conv.c_str(), static_cast<unsigned long long>(value));
       }
       out += buf;
       filled = true;

@@ -48,12 +48,12 @@ int16_t type_width(int16_t type, int16_t char_width);
 // The bytes a column of the type takes in the row.
 int32_t type_size(int16_t type, int16_t width);
 
-// Table specification: owner and name. An empty creator in a lookup matches any owner.
+// A table as statements name it: owner and name. An empty creator in a lookup matches any owner.
 struct TABSPEC {
   char s_creator[kNameMax + 1];
   char s_tabname[kNameMax + 1];
 };
-// Fills a specification; false (and an empty one) when a name is longer than kNameMax.
+// Fills a TABSPEC; false (and an empty one) when a name is longer than kNameMax.
 bool make_tabspec(std::string_view creator, std::string_view tabname, TABSPEC* ts);
 
 // Column descriptor.

@@ -74,12 +74,12 @@ TEST_F(IsamTest, RandomOperationsMatchAModel) {
     base_ = dir_.file("R" + std::to_string(nidx));
     IsamDb* db = create({"A", "B", "C", "D", "E"});
     ASSERT_NE(db, nullptr);
-    const std::vector<std::vector<const char*>> specs = {
+    const std::vector<std::vector<const char*>> layouts = {
         {"A", nullptr}, {"B", "C", nullptr}, {"D", nullptr}, {"E", "A", nullptr}};
     std::vector<IsamIndex*> idx;
     for (int i = 0; i < nidx; ++i) {
       std::string name = "I" + std::to_string(i);
-      ASSERT_EQ(imkindex(db, name.c_str(), specs[i].data()), 1);
+      ASSERT_EQ(imkindex(db, name.c_str(), layouts[i].data()), 1);
       idx.push_back(ihandle(db, name.c_str()));
     }
     std::map<int32_t, std::vector<std::string>> model;  // offset -> fields
@@ -91,7 +91,7 @@ TEST_F(IsamTest, RandomOperationsMatchAModel) {
     };
     auto key_of = [&](int i, const std::vector<std::string>& r) {
       std::string k;
-      for (const char* f : specs[i]) {
+      for (const char* f : layouts[i]) {
         if (f == nullptr) break;
         k += r[static_cast<size_t>(*f - 'A')];
         k.push_back('\0');
@@ -114,7 +114,7 @@ TEST_F(IsamTest, RandomOperationsMatchAModel) {
         std::advance(it, static_cast<long>(rng() % model.size()));
         const int i = static_cast<int>(rng() % static_cast<unsigned>(nidx));
         std::vector<const char*> kv;
-        for (const char* f : specs[i]) {
+        for (const char* f : layouts[i]) {
           if (f == nullptr) break;
           kv.push_back(it->second[static_cast<size_t>(*f - 'A')].c_str());
         }
