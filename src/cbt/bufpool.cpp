@@ -396,18 +396,27 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   return bf;
 }
 
-int flush_bfile(BFile* bf) {
+namespace {
+// The pool of a registered block file. Otherwise nullptr, with bp_errno 8 (block file) or
+// 1 (pool) and the operation's trace line "<op> : not member (bfile)!" / "(<pool_word>)!".
+Pool* member_pool(BFile* bf, const char* op, const char* pool_word = "pool") {
   if (!bfile_member(bf)) {
-    BP_TRACE("flush_bfile : not member (bfile)!");
+    BP_TRACE("%s : not member (bfile)!", op);
     bp_errno = 8;
-    return -1;
+    return nullptr;
   }
-  Pool* p = bf->pool;
-  if (!pool_member(p)) {
-    BP_TRACE("flush_bfile : not member (pool)!");
+  if (!pool_member(bf->pool)) {
+    BP_TRACE("%s : not member (%s)!", op, pool_word);
     bp_errno = 1;
-    return -1;
+    return nullptr;
   }
+  return bf->pool;
+}
+}  // namespace
+
+int flush_bfile(BFile* bf) {
+  Pool* p = member_pool(bf, "flush_bfile");
+  if (p == nullptr) return -1;
   int rc = 1;
   bp_errno = 0;
   for (Buf* b = p->first; b != nullptr; b = b->next) {
@@ -476,17 +485,8 @@ bool bfile_readonly(const BFile* bf) { return bf->readonly; }
 int bfile_blksize(const BFile* bf) { return bf->blksize; }
 
 uint8_t* get_blk(BFile* bf, uint32_t blkno) {
-  if (!bfile_member(bf)) {
-    BP_TRACE("getblk : not member (bfile)!");
-    bp_errno = 8;
-    return nullptr;
-  }
-  Pool* p = bf->pool;
-  if (!pool_member(p)) {
-    BP_TRACE("getblk : not member (pool)!");
-    bp_errno = 1;
-    return nullptr;
-  }
+  Pool* p = member_pool(bf, "getblk");
+  if (p == nullptr) return nullptr;
   Buf* b = index_find(p, bf, blkno);
   if (b == nullptr) {
     b = empty_rec(p);
@@ -514,17 +514,8 @@ uint8_t* get_blk(BFile* bf, uint32_t blkno) {
 }
 
 uint8_t* new_blk(BFile* bf, uint32_t blkno) {
-  if (!bfile_member(bf)) {
-    BP_TRACE("new_blk : not member (bfile)!");
-    bp_errno = 8;
-    return nullptr;
-  }
-  Pool* p = bf->pool;
-  if (!pool_member(p)) {
-    BP_TRACE("new_blk : not member (pool)!");
-    bp_errno = 1;
-    return nullptr;
-  }
+  Pool* p = member_pool(bf, "new_blk");
+  if (p == nullptr) return nullptr;
   Buf* b = empty_rec(p);
   if (b == nullptr) {
     BP_TRACE("new_blk : empty_rec failed !");
@@ -545,17 +536,8 @@ uint8_t* new_blk(BFile* bf, uint32_t blkno) {
 }
 
 int put_blk(BFile* bf, uint8_t* data, int write_now) {
-  if (!bfile_member(bf)) {
-    BP_TRACE("put_blk : not member (bfile)!");
-    bp_errno = 8;
-    return -1;
-  }
-  Pool* p = bf->pool;
-  if (!pool_member(p)) {
-    BP_TRACE("put_blk : not member (pools)!");
-    bp_errno = 1;
-    return -1;
-  }
+  Pool* p = member_pool(bf, "put_blk", "pools");
+  if (p == nullptr) return -1;
   Buf* b = header_of(data);
   if (b->pin > 0) --b->pin;
   if (write_now) {
@@ -574,17 +556,8 @@ int put_blk(BFile* bf, uint8_t* data, int write_now) {
 }
 
 int rlse_blk(BFile* bf, uint8_t* data) {
-  if (!bfile_member(bf)) {
-    BP_TRACE("rlse_blk : not member (bfile)!");
-    bp_errno = 8;
-    return -1;
-  }
-  Pool* p = bf->pool;
-  if (!pool_member(p)) {
-    BP_TRACE("rlse_blk : not member (pool)!");
-    bp_errno = 1;
-    return -1;
-  }
+  Pool* p = member_pool(bf, "rlse_blk");
+  if (p == nullptr) return -1;
   Buf* b = header_of(data);
   if (b->pin > 0) --b->pin;
   touch(p, b);
