@@ -108,12 +108,13 @@ std::string hole_key(unsigned char kind, int32_t v) {
 }
 
 void check_open(IsamDb* db, Report* r) {
-  // Trees first: the rest walks them.
+  // Trees first: a tree that fails its structural check is not walked (a damaged chain
+  // could lead a walk in circles).
   std::string problem;
-  if (cbcheck(db->tree, &problem) != 1) r->add("index tree: %s", problem.c_str());
-  if (db->holes != nullptr && cbcheck(db->holes, &problem) != 1) {
-    r->add("holes tree: %s", problem.c_str());
-  }
+  const bool tree_sound = cbcheck(db->tree, &problem) == 1;
+  if (!tree_sound) r->add("index tree: %s", problem.c_str());
+  const bool holes_sound = db->holes == nullptr || cbcheck(db->holes, &problem) == 1;
+  if (!holes_sound) r->add("holes tree: %s", problem.c_str());
   // Tiling of the data file.
   struct Record {
     int32_t offset;
@@ -153,7 +154,7 @@ void check_open(IsamDb* db, Report* r) {
   std::vector<Entry> want, have;
   std::vector<const char*> fields;
   std::string key;
-  for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
+  for (IsamIndex* i = db->indexes; i != nullptr && tree_sound; i = i->next) {
     if (i->number == 0) continue;
     want.clear();
     for (const Record& rec : records) {
@@ -169,7 +170,7 @@ void check_open(IsamDb* db, Report* r) {
   }
   // Entries of index numbers that the catalogue does not name.
   std::vector<Entry> all;
-  if (entries(db->tree, -1, &all, r, "index tree")) {
+  if (tree_sound && entries(db->tree, -1, &all, r, "index tree")) {
     for (const Entry& e : all) {
       if (e.first.empty()) {
         r->add("index tree: an empty key");
@@ -185,7 +186,7 @@ void check_open(IsamDb* db, Report* r) {
     }
   }
   // The holes tree against the holes.
-  if (db->holes != nullptr) {
+  if (db->holes != nullptr && holes_sound) {
     want.clear();
     for (const auto& [off, size] : holes) {
       want.emplace_back(hole_key(0xFF, size), off);

@@ -74,7 +74,13 @@ int load_catalogue(IsamDb* db) {
   int32_t data = 0;
   int rc = cbfind(db->tree, &first, 1, &data);
   bool used[kMaxIndexNumber + 1] = {};
+  int seen = 0;  // a catalogue holds at most one entry an index number: more is damage
   while (rc == 1 || rc == 2 || rc == 3) {
+    if (++seen > kMaxIndexNumber + 1) {
+      isam_errno = kIsamIndexCorrupt;
+      ISAM_TRACE(kModule, "opendb : catalogue of '%s' does not end", db->name.c_str());
+      return -1;
+    }
     unsigned char key[2 * kMaxIndexName + 2 * kMaxFields + 4];
     int len = 0;
     if (cbkeylen(db->tree, &len) != 1 || len <= 0) break;
