@@ -668,43 +668,33 @@ int read_header(TreeFile* tf) {
   return 1;
 }
 
-int write_header(TreeFile* tf) {
-  uint8_t* h = get_blk(tf->bf, 0);
+namespace {
+// Puts the header words into block 0 (read from disk, or made anew at creation) and writes
+// it at once. `who` names the caller in the trace lines; concode is its step.
+int store_header(TreeFile* tf, bool fresh, const char* who, int concode) {
+  uint8_t* h = fresh ? new_blk(tf->bf, 0) : get_blk(tf->bf, 0);
   if (h == nullptr) {
-    BP_TRACE("write_header : get_blk failed !");
-    set_err(kCbErrPutBlk, 8);
+    BP_TRACE("%s : %s failed !", who, fresh ? "new_blk" : "get_blk");
+    set_err(fresh ? kCbErrNewBlk : kCbErrPutBlk, concode);
     return -1;
   }
   header_to(tf, h);
   if (put_blk(tf->bf, h, 1) != 1) {
-    BP_TRACE("write_header : put_blk failed !");
-    set_err(kCbErrPutBlk, 8);
+    BP_TRACE("%s : put_blk failed !", who);
+    set_err(kCbErrPutBlk, concode);
     return -1;
   }
   return 1;
 }
-
-namespace {
 
 int init_header(TreeFile* tf, uint32_t blksize) {
   tf->blksize = blksize;
   tf->root = tf->last_blk = tf->first_leaf = tf->last_leaf = tf->free_list = tf->height = 0;
-  uint8_t* h = new_blk(tf->bf, 0);
-  if (h == nullptr) {
-    BP_TRACE("init_header : new_blk failed !");
-    set_err(kCbErrNewBlk, 9);
-    return -1;
-  }
-  header_to(tf, h);
-  if (put_blk(tf->bf, h, 1) != 1) {
-    BP_TRACE("init_header : put_blk failed !");
-    set_err(kCbErrPutBlk, 9);
-    return -1;
-  }
-  return 1;
+  return store_header(tf, true, "init_header", 9);
 }
-
 }  // namespace
+
+int write_header(TreeFile* tf) { return store_header(tf, false, "write_header", 8); }
 
 // ---- block allocation ----
 

@@ -409,32 +409,17 @@ bool nd_build(CbCompare cmp, uint8_t* p, int B, const EntrySrc* list, int n) {
 // ---- pinned nodes ----
 
 bool NodeRef::get(Tree& t, uint32_t b, int concode) {
-  release();
-  if (b == 0 || b > t.tf->last_blk) {
-    ND_TRACE("node : block %u out of range (last %u)", b, t.tf->last_blk);
-    set_err(kCbErrDamagedTree, concode);
-    return false;
-  }
-  uint8_t* q = get_blk(t.tf->bf, b);
-  if (q == nullptr) {
-    ND_TRACE("node : get_blk failed !");
-    set_err(kCbErrGetBlk, concode);
-    return false;
-  }
-  if (!blk_checked(q)) {
+  if (!get_raw(t, b, concode)) return false;
+  if (!blk_checked(p)) {
     const char* why = "";
-    if (!nd_check(q, t.B, t.tf->last_blk, b, &why)) {
+    if (!nd_check(p, t.B, t.tf->last_blk, b, &why)) {
       ND_TRACE("node : block %u damaged (%s)", b, why);
-      rlse_blk(t.tf->bf, q);
+      release();
       set_err(kCbErrDamagedNode, concode);
       return false;
     }
-    blk_set_checked(q, true);
+    blk_set_checked(p, true);
   }
-  p = q;
-  blk = b;
-  tf_ = t.tf;
-  dirty_ = false;
   return true;
 }
 
@@ -462,10 +447,7 @@ bool NodeRef::get_raw(Tree& t, uint32_t b, int concode) {
     set_err(kCbErrGetBlk, concode);
     return false;
   }
-  p = q;
-  blk = b;
-  tf_ = t.tf;
-  dirty_ = false;
+  adopt(t, b, q);
   return true;
 }
 
