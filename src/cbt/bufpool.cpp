@@ -658,6 +658,7 @@ int read_header(TreeFile* tf) {
     set_err(kCbErrDamagedTree, 7);
     return -1;
   }
+  tf->fill.clear();
   tf->blksize = w[0];
   tf->root = w[1];
   tf->last_blk = w[2];
@@ -688,6 +689,7 @@ int store_header(TreeFile* tf, bool fresh, const char* who, int concode) {
 }
 
 int init_header(TreeFile* tf, uint32_t blksize) {
+  tf->fill.clear();
   tf->blksize = blksize;
   tf->root = tf->last_blk = tf->first_leaf = tf->last_leaf = tf->free_list = tf->height = 0;
   return store_header(tf, true, "init_header", 9);
@@ -756,6 +758,7 @@ int free_blk(TreeFile* tf, uint32_t blkno, uint8_t* data) {
   wr32(data + 4, tf->free_list);
   wr32(data, 0);
   blk_set_checked(data, false);
+  fill_forget(tf, blkno);
   tf->free_list = blkno;
   if (put_blk(tf->bf, data, 0) != 1) {
     BP_TRACE("free_blk : put_blk failed !");

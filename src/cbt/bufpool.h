@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "cbt/cbt.h"
 #include "platform/platform.h"
@@ -54,6 +55,15 @@ bool bfile_readonly(const BFile* bf);
 bool blk_checked(const uint8_t* data);
 void blk_set_checked(uint8_t* data, bool checked);
 
+// What a node block held when the layer last had it in memory: bytes used (header, slots
+// and keys; 0 when unknown) and the length of its first key. Only this process writes the
+// file while it is open (the header lock keeps others out), so a block's entry stays true
+// until the layer itself changes the block, and it notes every change it makes.
+struct NodeFill {
+  uint16_t used = 0;
+  uint16_t first_len = 0;
+};
+
 // Tree file descriptor: one per open file name, shared by the cursors on that file.
 struct TreeFile {
   // The header words of block 0 as read or since changed; written back by cbflush/cbclose.
@@ -68,7 +78,20 @@ struct TreeFile {
   int open_count = 0;       // cursors open on it
   BFile* bf = nullptr;
   std::string name;
+  // Fill of the node blocks by block number, so that a merge or shift test can rule out a
+  // neighbour that cannot take part without reading it. Empty for block sizes above 65535.
+  std::vector<NodeFill> fill;
 };
+
+// The fill noted for block `blk`; false when it is not known.
+inline bool fill_known(const TreeFile* tf, uint32_t blk, NodeFill* f) {
+  if (blk >= tf->fill.size() || tf->fill[blk].used == 0) return false;
+  *f = tf->fill[blk];
+  return true;
+}
+inline void fill_forget(TreeFile* tf, uint32_t blk) {
+  if (blk < tf->fill.size()) tf->fill[blk] = NodeFill{};
+}
 
 struct CbCursor {
   CbCursor* next = nullptr;

@@ -310,6 +310,16 @@ int is_dup(Tree& t, const NodeRef& n, const KeyDesc& kd, int idx, bool* dup) {
   return 1;
 }
 
+// Whether leaf `sib` may have room at index 0 for an entry with a key of `len` bytes; false
+// only when its noted fill rules that out. The key shares the bytes of the sibling's first
+// key only when the two are equal, which under the default order needs equal lengths.
+bool sibling_may_take(const Tree& t, uint32_t sib, int len) {
+  NodeFill f;
+  if (!fill_known(t.tf, sib, &f)) return true;
+  const bool may_share = t.cmp != cb_default_compare || f.first_len == len;
+  return kLeafSlot + (may_share ? 0 : len) <= t.B - f.used;
+}
+
 // Shifts entries of `blk` into its right sibling `rb` (same parent), from the last down to
 // the insertion index, until the new entry fits; the new entry itself may go there too.
 int shift_right(Tree& t, uint32_t blk, uint32_t rb, uint32_t level, const KeyDesc& kd, int idx,
@@ -527,7 +537,14 @@ int ins_node(Tree& t, uint32_t blk, uint32_t level, KeyDesc kd, uint32_t parent,
   if (listed && rsib != 0) {
     NodeRef n;
     if (!n.get_level(t, blk, level, 28)) return -1;
-    if (nd_right(n.p) != rsib) rsib = 0;
+    if (nd_right(n.p) != rsib) {
+      rsib = 0;
+    } else if (leaf) {
+      // The first entry the shift would offer the sibling: the node's last one, or the new
+      // entry when it goes at the end. A sibling too full for it leaves the shift a no-op.
+      const int cnt = nd_count(n.p);
+      if (!sibling_may_take(t, rsib, idx < cnt ? e_klen(n.p, cnt - 1) : kd.len)) rsib = 0;
+    }
   }
   if (listed && lsib != 0) {
     NodeRef n;

@@ -19,9 +19,18 @@ void set_err(int e, int k) {
 // Fill limit below which a node is merged: three quarters of a block's payload.
 int merge_limit(const Tree& t) { return ((t.B - kNodeHead) * 3) / 4; }
 
+// Whether the noted fills of leaves A and C alone show that they cannot merge: even when
+// A's last key equals C's first, so that C's first key bytes are saved, they are too full.
+bool leaves_too_full(const Tree& t, uint32_t A, uint32_t C) {
+  NodeFill a, c;
+  if (!fill_known(t.tf, A, &a) || !fill_known(t.tf, C, &c)) return false;
+  return a.used + c.used + kNodeHead - c.first_len >= merge_limit(t);
+}
+
 // Merges node C into its left neighbour A (same level, A.right == C) when they fit
 // together. 1 merged (C freed), 0 not merged, -1 error.
 int try_merge(Tree& t, uint32_t A, uint32_t C, uint32_t level) {
+  if (level == 1 && leaves_too_full(t, A, C)) return 0;
   NodeRef a, c;
   if (!a.get_level(t, A, level, 46) || !c.get_level(t, C, level, 46)) return -1;
   if (nd_right(a.p) != C || nd_left(c.p) != A) return 0;

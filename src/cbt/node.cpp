@@ -408,6 +408,18 @@ bool nd_build(CbCompare cmp, uint8_t* p, int B, const EntrySrc* list, int n) {
 
 // ---- pinned nodes ----
 
+void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p) {
+  const int B = static_cast<int>(tf->blksize);
+  if (B > 0xFFFF) return;
+  if (blk >= tf->fill.size()) {
+    if (blk > tf->last_blk) return;
+    tf->fill.resize(static_cast<size_t>(tf->last_blk) + 1 + tf->last_blk / 4);
+  }
+  const int n = nd_count(p);
+  tf->fill[blk] = NodeFill{static_cast<uint16_t>(nd_used(p, B)),
+                           static_cast<uint16_t>(n > 0 ? e_klen(p, 0) : 0)};
+}
+
 bool NodeRef::get(Tree& t, uint32_t b, int concode) {
   if (!get_raw(t, b, concode)) return false;
   if (!blk_checked(p)) {
@@ -419,6 +431,7 @@ bool NodeRef::get(Tree& t, uint32_t b, int concode) {
       return false;
     }
     blk_set_checked(p, true);
+    fill_note(t.tf, b, p);
   }
   return true;
 }
@@ -461,6 +474,7 @@ void NodeRef::adopt(Tree& t, uint32_t b, uint8_t* q) {
 
 int NodeRef::release() {
   if (p == nullptr) return 1;
+  if (dirty_ && blk_checked(p)) fill_note(tf_, blk, p);  // every change ends here
   int rc = dirty_ ? put_blk(tf_->bf, p, 0) : rlse_blk(tf_->bf, p);
   if (rc != 1) {
     ND_TRACE("node : %s failed !", dirty_ ? "put_blk" : "rlse_blk");

@@ -77,6 +77,9 @@ struct Tree {
       : c(cur), tf(cur->tf), cmp(cur->cmp), B(static_cast<int>(cur->tf->blksize)) {}
 };
 
+// Notes the fill of node `p` (block `blk`) in the file's table.
+void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p);
+
 // A pinned block, given back when the object goes: put back deferred when marked dirty,
 // else released unchanged.
 class NodeRef {
