@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cbt/cbt.h"
+#include "cbt/node.h"
 #include "cbt_fixture.h"
 
 namespace kyt::test {
@@ -56,6 +57,48 @@ TEST_F(CbtNode, DefaultOrderAndOneCopyPerRunOfEqualKeys) {
   EXPECT_EQ(word(b, 20), 127u);
   EXPECT_EQ(b.substr(20 + 12, 127 - 32), std::string(127 - 32, '\0'));
   expect_sound(c);
+}
+
+// The node check must refuse every key layout fault of a leaf, whatever entry it is in,
+// and name it; runs of shared keys are sound.
+TEST_F(CbtNode, CheckRefusesEveryKeyLayoutFault) {
+  constexpr int B = 256;
+  ASSERT_EQ(cbinit(4, 1024), 1);
+  std::vector<uint8_t> good(B);
+  nd_init(good.data(), B, true);
+  const char* keys[] = {"aa", "bbb", "bbb", "bbb", "c", "dddd", "dddd", "e"};
+  const int n = 8;
+  for (int i = 0; i < n; ++i) {
+    KeyDesc k;
+    k.key = reinterpret_cast<const uint8_t*>(keys[i]);
+    k.len = static_cast<int>(std::strlen(keys[i]));
+    k.data = i;
+    nd_insert(cb_default_compare, good.data(), B, i, k);
+  }
+  const char* why = "";
+  ASSERT_TRUE(nd_check(good.data(), B, 10, 1, &why));
+  auto refused = [&](int entry, int field, uint32_t value, const char* expected) {
+    std::vector<uint8_t> bad = good;
+    wr32(bad.data() + kNodeHead + entry * kLeafSlot + field, value);
+    why = "";
+    EXPECT_FALSE(nd_check(bad.data(), B, 10, 1, &why)) << "entry " << entry << " field " << field;
+    EXPECT_STREQ(why, expected) << "entry " << entry << " field " << field;
+  };
+  for (int i = 0; i < n; ++i) {
+    const uint32_t off = e_koff(good.data(), i), len = static_cast<uint32_t>(e_klen(good.data(), i));
+    refused(i, 0, off + 1, "key offset or length");
+    refused(i, 0, off - 1, "key offset or length");
+    refused(i, 4, len + 1, "key offset or length");
+    refused(i, 4, len + 0x80000000u, "key offset or length");
+  }
+  // A last key one byte short leaves a byte of the block unaccounted for.
+  refused(n - 1, 4, static_cast<uint32_t>(e_klen(good.data(), n - 1)) - 1, "key bytes");
+  std::vector<uint8_t> empty(B);
+  nd_init(empty.data(), B, true);
+  EXPECT_TRUE(nd_check(empty.data(), B, 10, 1, &why));
+  nd_set_keystart(empty.data(), B - 1);
+  EXPECT_FALSE(nd_check(empty.data(), B, 10, 1, &why));
+  EXPECT_STREQ(why, "key bytes");
 }
 
 TEST_F(CbtNode, LongestKeyFollowsBufferAndBlockSize) {
