@@ -17,6 +17,23 @@ extern "C" {
  * Returns -5 (and writes nothing) when an output pointer is null. */
 int32_t kytGetVersion(int32_t *major, int32_t *minor, int32_t *build, int32_t *patch);
 
+/* A host variable of an SQL statement: its type and the address of the caller's variable.
+ * type: 1 zero-terminated text, 2 double, 4 int32_t, 8 int16_t. */
+typedef struct kyt_hostvar {
+  int32_t type;
+  void *addr;
+} kyt_hostvar;
+
+/* Runs a statement of the station's SQL subset against the station database (opened on
+ * first use). Arguments: the statement pieces (joined with nothing between them), then
+ * (const char *)NULL, then one const kyt_hostvar * per "?" mark, followed for DECLARE and
+ * FETCH by one per selected column (the row is written there), then
+ * (const kyt_hostvar *)NULL.
+ * Returns 0; 24200000 when no (further) row exists; 24200001 / 24200002 when the database
+ * could not be closed / opened; 99 when the statement could not be composed; otherwise the
+ * status of the statement. */
+int32_t rpdsql(const char *piece, ...);
+
 #ifdef __cplusplus
 }
 #endif

@@ -100,6 +100,25 @@ int ifindmark(IsamDb* db, IsamIndex* index);
 // The offset of the index's current record (0 when it has none).
 int32_t irecoffset(IsamDb* db, IsamIndex* index);
 
+// Positions kept by the caller, so that several readers can share one index: a position
+// saved from an index (before its first entry, after its last, on an entry, or on what
+// follows a vanished entry) and later restored. A restored position whose entry has gone
+// since stands on what followed it, which the next ifindnext delivers.
+struct IsamPos {
+  int status = -2;           // -2 before the first entry, -3 after the last, 1 on an entry
+  bool pending = false;      // the entry is not yet delivered (ifindnext delivers it)
+  int32_t offset = 0;        // record offset of the entry
+  std::string key;           // keyed index: the entry's key
+};
+int isavepos(IsamDb* db, IsamIndex* index, IsamPos* pos);
+int irestorepos(IsamDb* db, IsamIndex* index, const IsamPos* pos);
+// Positions a keyed index by a key (the key field texts with their zero bytes, without the
+// index number): forward, the next ifindnext delivers the first entry whose key is at least
+// `key`; backward, the next ifindprev delivers the last entry whose key is below `key`.
+int ifindfrom(IsamDb* db, IsamIndex* index, const void* key, int len, bool backward);
+// Hands every deferred write of the database's trees to the operating system.
+int iflush_db(IsamDb* db);
+
 // Integrity check of a database, opening its files read-only: the trees, the tiling of the
 // data file by records and holes, one index entry per record and keyed index, the holes
 // tree against the holes of the data file. Appends one line per problem (at most `limit`)

@@ -78,6 +78,7 @@ bool remove_file(const char* path);                 // deletes a file (not a dir
 bool rename_file(const char* from, const char* to); // replaces `to` if it exists
 bool file_exists(const char* path);
 bool is_regular_file(const char* path);
+bool is_directory(const char* path);
 int64_t file_size(const char* path);                // -1 when missing
 bool make_directory(const char* path);              // true also when it exists already
 // A new, empty, private directory below the system's temporary directory.

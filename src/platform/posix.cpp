@@ -153,6 +153,10 @@ bool is_regular_file(const char* path) {
   struct stat st;
   return ::stat(path, &st) == 0 && S_ISREG(st.st_mode);
 }
+bool is_directory(const char* path) {
+  struct stat st;
+  return ::stat(path, &st) == 0 && S_ISDIR(st.st_mode);
+}
 int64_t file_size(const char* path) {
   struct stat st;
   if (::stat(path, &st) != 0) return -1;

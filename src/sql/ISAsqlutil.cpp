@@ -18,8 +18,9 @@ bool valid_hostvar_type(int32_t type) {
   return type == kTypeChar || type == kTypeFloat || type == kTypeInteger || type == kTypeSmallint;
 }
 
-// Reads an input host variable into its "?" node.
-void bind(EXPR* e, const HostVar& h) {
+}  // namespace
+
+void bind_hostvar(EXPR* e, const HostVar& h) {
   VALUE& v = e->value;
   v.null_ind = 0;
   v.type = static_cast<int16_t>(h.type);
@@ -42,6 +43,8 @@ void bind(EXPR* e, const HostVar& h) {
       break;
   }
 }
+
+namespace {
 
 int32_t refuse(int32_t rc, std::string_view text, DbiStatement* out) {
   *out = DbiStatement{};
@@ -88,7 +91,7 @@ int32_t lpdbi_parse(std::span<const std::string_view> pieces, std::span<const Ho
     if (i >= hostvars.size()) return refuse(LPDBI_E_HOSTVAR_MISSING, text, out);
     if (!valid_hostvar_type(hostvars[i].type)) return refuse(LPDBI_E_HOSTVAR_TYPE, text, out);
     if (hostvars[i].addr == nullptr) return refuse(LPDBI_E_HOSTVAR_NULL, text, out);
-    if (i < n_in) bind(po.stmt->params[static_cast<uint32_t>(i)], hostvars[i]);
+    if (i < n_in) bind_hostvar(po.stmt->params[static_cast<uint32_t>(i)], hostvars[i]);
   }
   if (hostvars.size() > n_in + n_out) return refuse(LPDBI_E_HOSTVAR_LEFT, text, out);
 

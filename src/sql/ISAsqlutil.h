@@ -73,6 +73,9 @@ struct DbiStatement {
   std::span<const HostVar> out;
 };
 
+// Reads an input host variable (type 1, 2, 4 or 8, address set) into a "?" value node.
+void bind_hostvar(EXPR* e, const HostVar& h);
+
 int32_t lpdbi_parse(std::span<const std::string_view> pieces, std::span<const HostVar> hostvars,
                     DbiStatement* out);
 inline int32_t lpdbi_parse(std::string_view text, std::span<const HostVar> hostvars,

@@ -23,6 +23,7 @@ htb<std::unique_ptr<TABDESC>>& tabs() {
   return Ep_htb_tabs;
 }
 CatalogueReader g_reader = nullptr;  // nullptr: the station schema
+std::string g_database_dir;          // the open database's directory
 
 bool copy_name(std::string_view from, char* to) {
   if (from.size() > kNameMax) {
@@ -280,8 +281,8 @@ size_t tab_desc_count() {
 
 int32_t tab_file(const TABSPEC& ts, std::string* file) {
   file->clear();
-  std::string dir;
-  if (!KYT_ISACHECK(lpdsn_get("DB", &dir) == 0, RC_INTERNAL_ERROR, "ret1"))
+  std::string dir = g_database_dir;
+  if (dir.empty() && !KYT_ISACHECK(lpdsn_get("DB", &dir) == 0, RC_INTERNAL_ERROR, "ret1"))
     return RC_INTERNAL_ERROR;
   std::vector<char> buf(dir.size() + sizeof ts.s_tabname + 8);
   std::snprintf(buf.data(), buf.size(), "%s/%-.8s.DB", dir.c_str(), ts.s_tabname);
@@ -289,7 +290,12 @@ int32_t tab_file(const TABSPEC& ts, std::string* file) {
   return RC_OK;
 }
 
+void set_database_dir(const std::string& dir) {
+  g_database_dir = dir;
+}
+
 void isatab_reset_for_tests() {
+  g_database_dir.clear();
   clear_tab_descs();
   g_reader = nullptr;
 }

@@ -154,10 +154,12 @@ bool drop_tab_desc(std::string_view tabname);
 void clear_tab_descs();
 size_t tab_desc_count();
 
-// The table's file name: "%s/%-.8s.DB" with the database directory (environment key DB)
-// and the first eight characters of the table name. RC_INTERNAL_ERROR when the directory is
-// not known.
+// The table's file name: "%s/%-.8s.DB" with the database directory (the open database's,
+// else the environment key DB) and the first eight characters of the table name.
+// RC_INTERNAL_ERROR when the directory is not known.
 int32_t tab_file(const TABSPEC& ts, std::string* file);
+// The directory of the open database; empty when none is open.
+void set_database_dir(const std::string& dir);
 
 // Forgets all descriptors and the installed reader. Tests only.
 void isatab_reset_for_tests();

@@ -9,10 +9,16 @@
 //   stmt.h        the statement record, expression trees, print-back, LIKE
 //   ISAsqlutil.h  the statement interface parser (lpdbi_parse) and its bound statement
 //   isapar.h      the executor's statement parser (isapar)
+//   isaval.h      stored fields, conversions, comparisons
+//   isaexe.h      open tables, scans with key ranges, changing statements, transactions
+//   isa.h         the executor's numbered operations and cursors
 #ifndef KYT_SQL_SQL_H
 #define KYT_SQL_SQL_H
 
 #include "sql/ISAsqlutil.h"
+#include "sql/isa.h"
+#include "sql/isaexe.h"
+#include "sql/isaval.h"
 #include "sql/isadbg.h"
 #include "sql/isapar.h"
 #include "sql/isatab.h"

@@ -30,6 +30,11 @@ constexpr int32_t DBI_E_CONNECTED = 256088;        // database already open
 constexpr int32_t DBI_E_NYI = 256089;              // statement or construct not supported
 constexpr int32_t DBI_E_TOO_COMPLEX = 256090;      // isapar: nesting too deep, more than 30
                                                    // "?" marks or selected columns
+constexpr int32_t DBI_E_VALUE = 256091;            // a value does not fit its column or host
+                                                   // variable, or is not a number
+constexpr int32_t DBI_E_NOT_NULL = 256092;         // null for a NOT NULL numeric column
+constexpr int32_t DBI_E_CURSOR = 256093;           // unknown cursor name, or no free cursor
+constexpr int32_t DBI_E_NOT_OPEN = 256094;         // no database is open
 constexpr int32_t DBI_E_TRANSERR = 256114;         // transaction error (one is open already)
 constexpr int32_t DBI_W_END_FETCH = 256180;        // no further row
 

@@ -8,8 +8,16 @@
 #include <filesystem>
 #include <system_error>
 
+#include <cctype>
+#include <iostream>
+#include <iterator>
+#include <optional>
+
 #include "isam/isam.h"
 #include "runtime/lpdsn.h"
+#include "services/rpdsql.h"
+#include "sql/isa.h"
+#include "sql/status.h"
 
 namespace {
 
@@ -26,6 +34,7 @@ struct Subcommand {
 
 int run_env(const std::vector<std::string>& args);
 int run_check(const std::vector<std::string>& args);
+int run_sql(const std::vector<std::string>& args);
 
 const Subcommand kSubcommands[] = {
     {"env", "env [-e FILE]",
@@ -53,6 +62,22 @@ const Subcommand kSubcommands[] = {
      "Exit status: 0 all sound; 1 a problem found or a database that cannot be read;\n"
      "2 wrong arguments or no DB directory.\n",
      run_check},
+    {"sql", "sql [-e FILE] [--create] [STATEMENT...]",
+     "Runs statements of the station's SQL subset against the station database (the\n"
+     "DBNAME directory of the environment file, else its DB directory).\n"
+     "\n"
+     "  -e FILE    the environment file (default: as for env)\n"
+     "  --create   first make the database directory and its catalogue when missing\n"
+     "  STATEMENT  a statement; without any, statements are read from standard input,\n"
+     "             separated by \";\" (not inside quotes)\n"
+     "\n"
+     "A SELECT prints its rows, one a line, values separated by \"|\": numbers in plain\n"
+     "decimal, texts as stored, null as nothing. Other statements print nothing.\n"
+     "Each statement commits by itself unless SET AUTOCOMMIT OFF is in force.\n"
+     "Exit status: 0 all statements ran; 1 a statement failed (\"kytadm sql: \" with its\n"
+     "status and meaning on standard error; later statements are not run); 2 wrong\n"
+     "arguments or an environment file that cannot be read.\n",
+     run_sql},
 };
 
 void usage(std::FILE* out) {
@@ -157,6 +182,134 @@ int run_check(const std::vector<std::string>& args) {
     if (problems.size() > kMaxProblems) std::printf("  ... and more\n");
   }
   return sound ? kExitOk : kExitFailed;
+}
+
+// Splits a script at ";" outside single quotes; blank statements are dropped.
+std::vector<std::string> split_statements(const std::string& text) {
+  std::vector<std::string> out;
+  std::string cur;
+  bool quoted = false;
+  auto push = [&] {
+    if (cur.find_first_not_of(" \t\r\n") != std::string::npos) out.push_back(cur);
+    cur.clear();
+  };
+  for (char c : text) {
+    if (c == '\'') quoted = !quoted;
+    if (c == ';' && !quoted) {
+      push();
+    } else {
+      cur.push_back(c);
+    }
+  }
+  push();
+  return out;
+}
+
+bool is_select(const std::string& s) {
+  size_t p = s.find_first_not_of(" \t\r\n");
+  if (p == std::string::npos || s.size() - p < 6) return false;
+  std::string word = s.substr(p, 6);
+  for (char& c : word) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return word == "SELECT" && (s.size() == p + 6 || !std::isalnum(static_cast<unsigned char>(s[p + 6])));
+}
+
+const char* status_meaning(int32_t rc) {
+  switch (rc) {
+    case kyt::RPDSQL_NOT_FOUND:
+      return "no further row";
+    case kyt::RPDSQL_CLOSE_FAILED:
+      return "the database could not be closed";
+    case kyt::RPDSQL_OPEN_FAILED:
+      return "the database could not be found or opened";
+    default: {
+      const char* t = kyt::sql_status_text(rc);
+      return t != nullptr ? t : "unknown status";
+    }
+  }
+}
+
+// A SELECT as a cursor: declare, fetch to the end, close.
+int32_t run_select(const std::string& text) {
+  int32_t rc = kyt::rpdsql_run("OPEN DB");
+  if (rc != 0) return rc;
+  int32_t id = -1;
+  rc = kyt::isa801_alloc_cursor(&id);
+  if (rc != 0) return rc;
+  rc = kyt::isa201_prepare_stat(id, text);
+  if (rc == 0) rc = kyt::isa950_put_input(id, {});
+  if (rc == 0) rc = kyt::isa203_open_cursor(id);
+  std::vector<std::optional<std::string>> row;
+  while (rc == 0 && (rc = kyt::isa_fetch_texts(id, &row)) == 0) {
+    std::string line;
+    for (size_t i = 0; i < row.size(); ++i) {
+      if (i > 0) line.push_back('|');
+      if (row[i]) line += *row[i];
+    }
+    line.push_back('\n');
+    std::fwrite(line.data(), 1, line.size(), stdout);
+  }
+  kyt::isa805_set_cursor_frei(id);
+  return rc == kyt::DBI_W_END_FETCH ? 0 : rc;
+}
+
+int run_sql(const std::vector<std::string>& args) {
+  const Subcommand& self = *find("sql");
+  std::string file;
+  bool create = false;
+  std::vector<std::string> statements;
+  bool from_args = false;
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "-e" && i + 1 < args.size() && !from_args) {
+      file = args[++i];
+    } else if (args[i] == "--create" && !from_args) {
+      create = true;
+    } else if ((args[i] == "-h" || args[i] == "--help") && !from_args) {
+      std::fputs(self.help, stdout);
+      return kExitOk;
+    } else if (!from_args && args[i].size() > 1 && args[i][0] == '-') {
+      return bad_usage(self, "unknown option '" + args[i] + "'");
+    } else {
+      from_args = true;
+      statements.push_back(args[i]);
+    }
+  }
+  const int rc = file.empty() ? kyt::lpdsn_init() : kyt::lpdsn_init_file(file);
+  if (rc != 0) {
+    std::fprintf(stderr, "kytadm sql: the environment file cannot be read (code %d)\n", rc);
+    return kExitUsage;
+  }
+  if (create) {
+    std::string dir;
+    if (kyt::lpdsn_get("DBNAME", &dir) != 0 || dir.empty()) kyt::lpdsn_get("DB", &dir);
+    std::error_code ec;
+    std::filesystem::create_directories(dir, ec);
+    if (ec) {
+      std::fprintf(stderr, "kytadm sql: cannot make the database directory '%s'\n", dir.c_str());
+      return kExitFailed;
+    }
+    int32_t r = kyt::rpdsql_run("OPEN DB");
+    if (r == 0) r = kyt::isa_create_catalogue();
+    if (r != 0) {
+      std::fprintf(stderr, "kytadm sql: %ld %s\n", static_cast<long>(r), status_meaning(r));
+      return kExitFailed;
+    }
+  }
+  if (!from_args) {
+    std::string script((std::istreambuf_iterator<char>(std::cin)), std::istreambuf_iterator<char>());
+    statements = split_statements(script);
+  }
+  int status = kExitOk;
+  for (const std::string& s : statements) {
+    int32_t r = is_select(s) ? run_select(s) : kyt::rpdsql_run(s);
+    std::fflush(stdout);
+    if (r != 0) {
+      std::fprintf(stderr, "kytadm sql: %ld %s\n", static_cast<long>(r), status_meaning(r));
+      status = kExitFailed;
+      break;
+    }
+  }
+  if (kyt::isa_db_open()) kyt::rpdsql_run("CLOSE DB");
+  return status;
 }
 
 }  // namespace

@@ -1,0 +1,160 @@
+// isaexe: the tables of the open database and the statements that change them.
+//
+// Open tables. A table is opened (its ISAM database "%s/%-.8s.DB") when a statement or a
+// cursor first needs it and closed again as soon as nobody uses it: the running statement,
+// an open cursor, and the open transaction each hold a use. Closing releases the lock on the
+// table's files, so that other processes of the station can reach the table between our
+// statements. Within one process all users share the one open handle; a reader keeps its own
+// position (IsamPos) and restores it when another user has moved the index since
+// (TabHandle::epoch counts the moves).
+//
+// Indexes of a table file:
+//   "PRIMARY"     the primary key (unique), made by CREATE UNIQUE INDEX PRIM_<table>
+//   other names   further unique indexes (CREATE UNIQUE INDEX IDX_OID ...)
+//   "#<name>"     an index made by CREATE INDEX without UNIQUE (duplicates allowed)
+//   "S<n>"        sort indexes made by ORDER BY on first use and kept; n counts from 1
+//                 within a table; duplicates allowed
+// A table without PRIMARY is read in the order of its data file (the physical index).
+//
+// Transactions. Every change is logged in memory with the row before or after it, so that
+// ROLLBACK WORK undoes everything since the transaction began and a statement that fails
+// part-way is undone by itself. Under autocommit every statement is its own transaction.
+// The end of a transaction hands every deferred write of its tables to the operating
+// system. Creating a table is undone by removing its files; a dropped table's files are
+// removed only when the transaction commits. Sort indexes stay.
+//
+// Key ranges. Where a condition's top-level AND terms fix the first columns of the scanned
+// index by equality, and possibly bound the next one, a scan reads only that part of the
+// index; the condition is still checked on every row read, so rows, order and statuses are
+// those of a scan of the whole index.
+#ifndef KYT_SQL_ISAEXE_H
+#define KYT_SQL_ISAEXE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "isam/isam.h"
+#include "sql/isatab.h"
+#include "sql/stmt.h"
+
+namespace kyt {
+
+constexpr int ISA_CHECK_TAB = 1;
+constexpr int kReleaseCreated = 0x0010;  // after table creation
+constexpr int kReleaseCursor = 0x0011;   // when a cursor closes or a statement ends
+
+struct UniqueIndex {
+  IsamIndex* index;
+  std::vector<int> cols;  // column positions of its key fields
+};
+
+struct TabHandle {
+  std::string name;          // table name (key of the open tables)
+  std::string file;          // base name of the ISAM files
+  TABDESC* td = nullptr;
+  IsamDb* db = nullptr;
+  IsamIndex* primary = nullptr;   // "PRIMARY", or the physical index when there is none
+  bool has_primary = false;
+  std::vector<UniqueIndex> unique;  // PRIMARY first
+  std::vector<int32_t> text_off;    // field slot of each column in a row buffer
+  int32_t text_size = 0;            // bytes of a row buffer
+  int users = 0;
+  bool in_trans = false;     // the open transaction holds a use
+  uint64_t epoch = 0;        // counts moves of the handle's index positions
+};
+
+// The database directory in use.
+int32_t exe_open_db(const char* dbname);
+void exe_close_db();
+bool exe_db_open();
+const char* exe_dbname();
+
+int32_t open_table(const TABSPEC& ts, TabHandle** out);
+void release_table(TabHandle* t, int flags);
+int32_t use_table(const TABSPEC& ts, int mode);
+
+// A scan of a table in index order, with the key range of its condition.
+class Scan {
+ public:
+  Scan() = default;
+  Scan(const Scan&) = delete;
+  Scan& operator=(const Scan&) = delete;
+  ~Scan();
+
+  // Takes a use of the table; chooses the index (PRIMARY, or the sort index of `order`).
+  int32_t open(const TABSPEC& ts, const PLIST<ORDERITEM>* order, const EXPR* where);
+  // The next row satisfying the condition: 1 (fields() hold it), 0 at the end, or a status.
+  int32_t next();
+  // Deletes the row last delivered.
+  int32_t delete_current();
+  void close();
+
+  const char* const* fields() const { return fields_.data(); }
+  TabHandle* table() const { return t_; }
+  bool is_open() const { return t_ != nullptr; }
+  const IsamPos& position() const { return pos_; }
+  IsamIndex* index() const { return index_; }
+
+ private:
+  int32_t start();
+  int32_t step();
+
+  TabHandle* t_ = nullptr;
+  IsamIndex* index_ = nullptr;
+  bool backward_ = false;
+  const EXPR* where_ = nullptr;
+  std::vector<int> key_cols_;       // columns of the index's key fields
+  std::vector<std::string> eq_;     // texts fixed for the first key columns
+  bool has_lo_ = false, has_hi_ = false, hi_incl_ = false;
+  std::string lo_, hi_;             // bounds of the next key column's text
+  bool started_ = false, done_ = false;
+  IsamPos pos_;
+  uint64_t epoch_ = 0;
+  std::vector<char> buf_;
+  std::vector<const char*> fields_;
+};
+
+// The changing statements. `where` and values carry their bound "?" values.
+int32_t exec_insert(int flag, TABDESC* td, const PLIST<COLREF>& cols, const PLIST<EXPR*>& values);
+int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where);
+int32_t exec_delete(TABDESC* td, const EXPR* where);
+// CREATE TABLE, CREATE [UNIQUE] INDEX, DROP TABLE and the statements of the other kinds.
+int32_t exec_statement(STMT* s);
+// Creates SYSCATLG and SYSCOLS in the open database unless present.
+int32_t exec_create_catalogue();
+
+// The catalogue reader of the open database (SYSCATLG and SYSCOLS on disk).
+CatalogueReader disk_catalogue_reader();
+
+// Transactions.
+int32_t trans_begin();
+int32_t trans_end(bool commit);
+bool trans_open();
+bool trans_failed();
+// A statement's frame: its changes are undone when it fails; under autocommit it commits.
+class StmtFrame {
+ public:
+  StmtFrame();
+  ~StmtFrame();
+  int32_t finish(int32_t rc);
+
+ private:
+  size_t savepoint_;
+  bool finished_ = false;
+};
+
+// Internal to the executor: the undo log and the open tables.
+void log_row(TabHandle* t, bool inserted, const char* const* fields);
+void log_table(const TABSPEC& ts, const std::string& file, bool created);
+bool close_for_drop(const char* name);
+bool is_sort_index_name(const char* name);
+int32_t refresh_table(TabHandle* t);
+
+// Resets everything (tests).
+void isaexe_reset_for_tests();
+
+}  // namespace kyt
+
+#endif  // KYT_SQL_ISAEXE_H
