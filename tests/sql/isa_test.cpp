@@ -13,7 +13,9 @@
 #include "runtime/lpdsn.h"
 #include "services/rpdsql.h"
 #include "sql/isa.h"
+#include "platform/platform.h"
 #include "sql/isatab.h"
+#include "sql/schema.h"
 #include "sql/status.h"
 #include "testutil.h"
 
@@ -67,6 +69,7 @@ class IsaTest : public ::testing::Test {
   }
 
   test::TempDir dir_;
+  int32_t kTen = 10;
 };
 
 TEST_F(IsaTest, CreateInsertSelect) {
@@ -82,6 +85,154 @@ TEST_F(IsaTest, CreateInsertSelect) {
   EXPECT_EQ(rows("SELECT CN FROM KT WHERE STATUS = 'qn' AND CN > 5"),
             (std::vector<std::string>{"7"}));
 }
+
+TEST_F(IsaTest, CursorSlotsAndFetchPastTheEnd) {
+  make_kt();
+  ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'a')"), 0);
+  int32_t cn = 0;
+  std::vector<HostVar> out{{kTypeInteger, &cn}};
+  for (int i = 0; i < kMaxCursors; ++i) {
+    ASSERT_EQ(run("DECLARE C" + std::to_string(i) + " CURSOR FOR SELECT CN FROM KT", out), 0) << i;
+  }
+  EXPECT_EQ(run("DECLARE C99 CURSOR FOR SELECT CN FROM KT", out), DBI_E_CURSOR);
+  EXPECT_EQ(run("CLOSE C7"), 0);
+  EXPECT_EQ(run("DECLARE C99 CURSOR FOR SELECT CN FROM KT", out), 0);
+  // The freed slot went to the tail and was taken from there to the head.
+  EXPECT_EQ(isa_cursor_order().front(), 7);
+  EXPECT_EQ(run("FETCH C99", out), RPDSQL_NOT_FOUND);
+  EXPECT_EQ(run("FETCH C99", out), RPDSQL_NOT_FOUND);
+  EXPECT_EQ(run("FETCH NOSUCH", out), DBI_E_CURNOTOPE);
+  // Closing the database frees every slot and writes -1 into the callers' variables.
+  int32_t id = 0;
+  ASSERT_EQ(run("CLOSE DB"), 0);
+  ASSERT_EQ(run("OPEN DB"), 0);
+  ASSERT_EQ(isa801_alloc_cursor(&id), 0);
+  EXPECT_EQ(id, 0);
+  ASSERT_EQ(isa110_close_db(), 0);
+  EXPECT_EQ(id, -1);
+}
+
+TEST_F(IsaTest, UpdateDeleteAndStatementAtomicity) {
+  make_kt();
+  for (int i = 1; i <= 5; ++i) {
+    ASSERT_EQ(run("INSERT INTO KT VALUES(" + std::to_string(i) + ", 'qn', 0, 'n')"), 0);
+  }
+  // A key change moves the row in the index.
+  ASSERT_EQ(run("UPDATE kt SET cn=?, name='moved' WHERE cn == 2", {{kTypeInteger, &kTen}}), 0);
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT"),
+            (std::vector<std::string>{"1|n", "3|n", "4|n", "5|n", "10|moved"}));
+  // Every row matching is changed once, also when the change keeps it in the scan's way.
+  ASSERT_EQ(run("UPDATE KT SET STATUS='ok' WHERE CN >= 3"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT WHERE STATUS = 'ok'"),
+            (std::vector<std::string>{"3", "4", "5", "10"}));
+  // Two rows to the same key: the second fails and the statement leaves the table as it was.
+  EXPECT_EQ(run("UPDATE KT SET CN = 7 WHERE STATUS = 'ok'"), DBI_E_NO_DUP);
+  EXPECT_EQ(rows("SELECT CN, STATUS FROM KT"),
+            (std::vector<std::string>{"1|qn", "3|ok", "4|ok", "5|ok", "10|ok"}));
+  EXPECT_EQ(run("DELETE FROM KT WHERE CN = 4 OR NAME LIKE 'mov%'"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"1", "3", "5"}));
+  EXPECT_EQ(run("DELETE FROM KT"), 0);
+  EXPECT_TRUE(rows("SELECT CN FROM KT").empty());
+}
+
+TEST_F(IsaTest, RollbackRestoresEveryChangeAndCommitKeepsThem) {
+  make_kt();
+  ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'one')"), 0);
+  ASSERT_EQ(run("INSERT INTO KT VALUES(2, 'qn', 2, 'two')"), 0);
+  ASSERT_EQ(sqlSetAutocommOff(), 0);
+  ASSERT_EQ(sqlSetAutocommOff(), 0);  // nested: nothing issued
+  ASSERT_EQ(run("INSERT INTO KT VALUES(3, 'qn', 3, 'three')"), 0);
+  ASSERT_EQ(run("UPDATE KT SET CN = 20, NAME = 'x' WHERE CN = 2"), 0);
+  ASSERT_EQ(run("DELETE FROM KT WHERE CN = 1"), 0);
+  ASSERT_EQ(run("CREATE TABLE TMP (A INTEGER)"), 0);
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT"), (std::vector<std::string>{"3|three", "20|x"}));
+  ASSERT_EQ(sqlRollback(), 0);
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT"), (std::vector<std::string>{"1|one", "2|two"}));
+  int32_t st = 0;
+  rows("SELECT A FROM TMP", &st);
+  EXPECT_EQ(st, DBI_E_TABERR);
+  EXPECT_FALSE(platform::file_exists((dir_.path() + "/TMP.DB").c_str()));
+  ASSERT_EQ(run("DELETE FROM KT WHERE CN = 2"), 0);
+  ASSERT_EQ(run("DROP TABLE KT"), 0);
+  ASSERT_EQ(sqlRollback(), 0);  // the drop is undone too
+  EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"1", "2"}));
+  ASSERT_EQ(run("INSERT INTO KT VALUES(9, 'qn', 9, 'nine')"), 0);
+  ASSERT_EQ(sqlCommit(), 0);
+  ASSERT_EQ(sqlSetAutocommOn(), 0);
+  ASSERT_EQ(sqlSetAutocommOn(), 0);
+  ASSERT_EQ(sqlCloseDB(), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT", &st).size(), 0u);  // closed: nothing to read
+  ASSERT_EQ(run("OPEN DB"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"1", "2", "9"}));
+  ASSERT_EQ(sqlDropTable("KT"), 0);
+  EXPECT_FALSE(platform::file_exists((dir_.path() + "/KT.DB").c_str()));
+  std::vector<std::string> problems;
+  EXPECT_TRUE(icheck_db((dir_.path() + "/SYSCOLS").c_str(), &problems, 10));
+}
+
+TEST_F(IsaTest, OrderByMakesOneSortIndexAndScansItBackwards) {
+  const SchemaTable* js = schema_table("JS");
+  ASSERT_NE(js, nullptr);
+  ASSERT_EQ(run(create_table_text(*js)), 0);
+  for (const std::string& s : create_index_texts(*js)) ASSERT_EQ(run(s), 0);
+  for (int i = 1; i <= 6; ++i) {
+    std::string v = std::to_string(i);
+    ASSERT_EQ(run("INSERT INTO JS (CN, VDSN, UIDSENDER, SIDSENDER, SIDRCV, CNTSENDATT, BATCHJOB, "
+                  "UIDCREATOR) VALUES(" + v + ", 'D', 'U', 'S', 'R', " + std::to_string(i % 3) +
+                  ", 'job', 'C')"),
+              0);
+  }
+  EXPECT_EQ(rows("SELECT CN, CNTSENDATT FROM JS ORDER BY CNTSENDATT DESC"),
+            (std::vector<std::string>{"5|2", "2|2", "4|1", "1|1", "6|0", "3|0"}));
+  EXPECT_EQ(rows("SELECT CN, CNTSENDATT FROM JS ORDER BY CNTSENDATT DESC"),
+            (std::vector<std::string>{"5|2", "2|2", "4|1", "1|1", "6|0", "3|0"}));
+  EXPECT_EQ(rows("SELECT CN, CNTSENDATT FROM JS WHERE CNTSENDATT > 0 ORDER BY CNTSENDATT"),
+            (std::vector<std::string>{"1|1", "4|1", "2|2", "5|2"}));
+  ASSERT_EQ(run("CLOSE DB"), 0);
+  IsamDb* db = iopen_db((dir_.path() + "/JS").c_str());
+  ASSERT_NE(db, nullptr);
+  std::vector<std::string> names;
+  for (const char* const* n = iindex_names(db); *n != nullptr; ++n) names.emplace_back(*n);
+  iclose_db(db);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "S1"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "S2"), 0);
+  int32_t st = 0;
+  ASSERT_EQ(run("OPEN DB"), 0);
+  rows("SELECT CN FROM JS ORDER BY JS.CN", &st);
+  EXPECT_EQ(st, DBI_E_EXECERR);
+}
+
+// Key ranges must not change what a scan finds: every condition is run once as written
+// (the range is used) and once with "OR 1 = 0" around it (a full scan).
+TEST_F(IsaTest, KeyRangesFindWhatFullScansFind) {
+  ASSERT_EQ(run("CREATE TABLE KR (A INTEGER NOT NULL, B CHAR(4) NOT NULL, C SMALLINT)"), 0);
+  ASSERT_EQ(run("CREATE UNIQUE INDEX PRIM_KR ON KR (A, B)"), 0);
+  std::mt19937 rng(7);
+  const char* words[] = {"", "a", "ab", "b", "ba", "zz", "abc"};
+  for (int i = 0; i < 300; ++i) {
+    int a = static_cast<int>(rng() % 21) - 10;
+    std::string b = words[rng() % 7];
+    run("INSERT INTO KR VALUES(" + std::to_string(a) + ", '" + b + "', " +
+        std::to_string(rng() % 5) + ")");
+  }
+  const char* ops[] = {"=", "<>", "<", ">", "<=", ">="};
+  for (int i = 0; i < 300; ++i) {
+    std::string cond = "A " + std::string(ops[rng() % 6]) + " " + std::to_string(int(rng() % 25) - 12);
+    if (rng() % 2) cond += " AND B " + std::string(ops[rng() % 6]) + " '" + words[rng() % 7] + "'";
+    if (rng() % 3 == 0) cond = "A = " + std::to_string(int(rng() % 21) - 10) + " AND " + cond;
+    if (rng() % 4 == 0) cond += " AND C < 3";
+    std::string order = rng() % 2 ? " ORDER BY A DESC, B" : "";
+    int32_t s1 = 0, s2 = 0;
+    auto ranged = rows("SELECT A, B, C FROM KR WHERE " + cond + order, &s1);
+    auto full = rows("SELECT A, B, C FROM KR WHERE (" + cond + ") OR 1 = 0" + order, &s2);
+    ASSERT_EQ(s1, s2) << cond;
+    ASSERT_EQ(ranged, full) << cond << order;
+  }
+}
+
+extern "C" int rpdsql_client_steps(void);
+
+TEST_F(IsaTest, ClientProgramInC) { EXPECT_EQ(rpdsql_client_steps(), 0); }
 
 }  // namespace
 }  // namespace kyt
