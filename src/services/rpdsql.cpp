@@ -10,6 +10,7 @@
 #include "runtime/lpdsn.h"
 #include "runtime/trace.h"
 #include "sql/isa.h"
+#include "sql/isaexe.h"
 #include "sql/status.h"
 
 namespace kyt {
@@ -56,6 +57,10 @@ int32_t open_db() {
     KYT_TRACE(kModule, kTopic, 1, "rpdsql: OPEN_DB failed. rc = %ld", static_cast<long>(r));
     return RPDSQL_OPEN_FAILED;
   }
+  // DBHOLD=Y: this process uses the database alone and keeps its tables open.
+  std::string hold;
+  exe_keep_tables_open(lpdsn_get("DBHOLD", &hold) == 0 && !hold.empty() &&
+                       (hold[0] == 'Y' || hold[0] == 'y' || hold[0] == '1'));
   return OK_STATE;
 }
 

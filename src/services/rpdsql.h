@@ -9,6 +9,12 @@
 // handled here. With the environment variable KYTTRACESQL set, each statement but
 // "SET AUTO..." is traced with its result.
 //
+// With the environment setting DBHOLD=Y (a positional "DBHOLD=Y" of the environment file)
+// the process keeps every table it used open, and its files locked, until "CLOSE DB": much
+// faster for a process that has the database to itself (imports, dumps, batch jobs), but
+// other processes of the station cannot reach those tables meanwhile. Without it a table is
+// closed as soon as no statement, cursor or transaction of the process uses it.
+//
 // The transaction nesting operations let modules that change several rows as one unit call
 // each other: only the outermost begin and end issue "SET AUTOCOMMIT OFF" / "ON".
 #ifndef KYT_SERVICES_RPDSQL_H

@@ -69,6 +69,9 @@ struct TabHandle {
 int32_t exe_open_db(const char* dbname);
 void exe_close_db();
 bool exe_db_open();
+// With `keep`, tables stay open between statements (and their files locked against other
+// processes) until the database is closed; without, an unused table is closed at once.
+void exe_keep_tables_open(bool keep);
 const char* exe_dbname();
 
 int32_t open_table(const TABSPEC& ts, TabHandle** out);

@@ -33,6 +33,7 @@ struct State {
   std::vector<Undo> log;
   std::vector<std::string> held;  // tables the transaction holds a use of
   int frames = 0;                 // statements running (a statement may run others)
+  bool keep_open = false;         // tables stay open when unused (exclusive use)
 };
 
 State& st() {
@@ -291,6 +292,16 @@ void exe_close_db() {
   set_database_dir(std::string());
 }
 
+void exe_keep_tables_open(bool keep) {
+  st().keep_open = keep;
+  if (keep) return;
+  std::vector<TabHandle*> idle;
+  st().tables.for_each([&](const std::string&, std::unique_ptr<TabHandle>& h) {
+    if (h->users <= 0) idle.push_back(h.get());
+  });
+  for (TabHandle* t : idle) close_handle(t);
+}
+
 bool exe_db_open() { return st().open; }
 const char* exe_dbname() { return st().open ? st().dbname.c_str() : nullptr; }
 
@@ -336,7 +347,7 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
 void release_table(TabHandle* t, int flags) {
   (void)flags;  // every release gives back one use; the last one closes the files
   if (t == nullptr) return;
-  if (--t->users <= 0) close_handle(t);
+  if (--t->users <= 0 && !st().keep_open) close_handle(t);
 }
 
 int32_t use_table(const TABSPEC& ts, int mode) {
@@ -405,6 +416,7 @@ void isaexe_reset_for_tests() {
   s.held.clear();
   s.tables.clear();
   s.frames = 0;
+  s.keep_open = false;
   s.open = false;
   s.transact = false;
   s.trans_err = false;
