@@ -79,4 +79,37 @@ check "check: unknown option" 2 "$rc"
 run check -e missing.env
 check "check: no environment file" 2 "$rc"
 
+# sql: a new database, statements from the arguments and from standard input.
+printf 'DB=sqldb\n' >sql.env
+run sql -e sql.env "CREATE TABLE PT (NAME CHAR(20) NOT NULL, TYPE SMALLINT NOT NULL, LEN INTEGER NOT NULL, VAL CHAR(40) NOT NULL)"
+check "sql without catalogue: exit" 1 "$rc"
+check "sql without catalogue: message" "kytadm sql: 24200002 the database could not be found or opened" "$err"
+run sql -e sql.env --create "CREATE TABLE PT (NAME CHAR(20) NOT NULL, TYPE SMALLINT NOT NULL, LEN INTEGER NOT NULL, VAL CHAR(40) NOT NULL)" "CREATE UNIQUE INDEX PRIM_PT ON PT (NAME)"
+check "sql --create: exit" 0 "$rc"
+check "sql --create: quiet" "" "$out$err"
+cat >script.sql <<'SQL'
+INSERT INTO PT VALUES('MAXSESS', 4, 4, '8');
+insert into pt (name, type, len, val) VALUES('SITE', 1, 20, 'a;b''c');
+INSERT INTO PT (NAME, TYPE, LEN, VAL) VALUES('NEG', 8, -3, '');
+SELECT NAME, TYPE, LEN, VAL FROM PT WHERE TYPE <> 8;
+SELECT NAME FROM PT WHERE NAME LIKE '%S%' ORDER BY NAME DESC
+SQL
+run sql -e sql.env <script.sql
+check "sql script: exit" 0 "$rc"
+check "sql script: rows" "$(printf 'MAXSESS|4|4|8\nSITE|1|20|a;b'"'"'c\nSITE\nMAXSESS')" "$out"
+run sql -e sql.env "INSERT INTO PT VALUES('SITE', 1, 1, 'x')" "DELETE FROM PT"
+check "sql duplicate: exit" 1 "$rc"
+check "sql duplicate: message" "kytadm sql: 256086 duplicate key" "$err"
+run sql -e sql.env "SELECT COUNT FROM PT"
+check "sql unknown column: exit" 1 "$rc"
+check "sql unknown column: message" "kytadm sql: 256085 invalid column name" "$err"
+run sql -e sql.env "SELEC NAME FROM PT"
+check "sql syntax error" "kytadm sql: 24201001 syntax error" "$err"
+run sql -e sql.env "SELECT NAME FROM PT WHERE LEN < 0"
+check "sql negative values" "NEG" "$out"
+run check sqldb${sep}PT.DB
+check "sql leaves a sound table" "sqldb${sep}PT.DB: ok" "$out"
+run sql --bogus
+check "sql: unknown option" 2 "$rc"
+
 finish kytadm
