@@ -81,7 +81,7 @@ int32_t sql_dbi(std::span<const std::string_view> pieces, std::span<const HostVa
     s.first = false;
     s.trace_sql = std::getenv("KYTTRACESQL") != nullptr;
     s.buffer.reserve(kStatementBuffer);
-    s.buffer = " ";
+    s.buffer.assign(1, ' ');
   }
   if (!compose(pieces)) {
     KYT_TRACE(kModule, kTopic, 1, "rpdsql, sql_dbi: lpccmd failed with return code \"%ld\"", 99L);
