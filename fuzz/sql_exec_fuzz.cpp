@@ -58,7 +58,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!ready) __builtin_trap();
   if (size > 4096) return 0;
   int32_t ints[5] = {1, -1, 20, 0, 32767};
-  char texts[5][40] = {"qn", "", "SND", "%", "abc"};
+  // Text variables as large as any CHAR column, as the interface asks of its callers.
+  static char texts[5][4096];
+  const char* initial[5] = {"qn", "", "SND", "%", "abc"};
+  for (int i = 0; i < 5; ++i) std::strcpy(texts[i], initial[i]);
   std::vector<kyt::HostVar> vars;
   for (int i = 0; i < 5; ++i) {
     vars.push_back({kyt::kTypeInteger, &ints[i]});

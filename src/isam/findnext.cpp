@@ -182,43 +182,12 @@ int ifindmark(IsamDb* db, IsamIndex* index) {
     isam_errno = kIsamNoMark;
     return -1;
   }
-  index->position_status = 1;
-  if (index->number == 0) {
-    int32_t len = 0;
-    if (!I_reclen(db, index->mark_offset, &len)) {
-      isam_errno = kIsamIo;
-      return -1;
-    }
-    index->current_offset = index->mark_offset;
-    index->pending_next = len <= 0;
-    if (index->pending_next) {
-      // The marked record is gone and its space may have merged into a neighbouring hole:
-      // find the first record after it from the start of the file.
-      const int64_t end = db->data_end;
-      int64_t at = record_from(db, db->first_record, end);
-      while (at > 0 && at < index->mark_offset) {
-        const int64_t next = next_stretch(db, static_cast<int32_t>(at), end);
-        at = next < 0 ? -1 : record_from(db, next, end);
-      }
-      if (at < 0) return -1;
-      index->current_offset = static_cast<int32_t>(at);
-    }
-    return 1;
-  }
-  int32_t data = index->mark_offset;
-  const int rc = cbfindrec(index->cursor, index->mark_key.data(),
-                           static_cast<int>(index->mark_key.size()), &data);
-  if (rc == 2) {
-    index->pending_next = false;
-    return 1;
-  }
-  if (rc == 3 || rc == -3) {
-    // The marked entry is gone; the cursor stands on the first entry after it (or the end).
-    index->pending_next = true;
-    return 1;
-  }
-  isam_errno = kIsamCbt;
-  return -1;
+  // A vanished marked record leaves the index on what followed it (position.cpp).
+  IsamPos pos;
+  pos.status = 1;
+  pos.offset = index->mark_offset;
+  pos.key = index->mark_key;
+  return irestorepos(db, index, &pos);
 }
 
 }  // namespace kyt
