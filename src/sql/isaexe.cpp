@@ -65,7 +65,8 @@ void conjuncts(const EXPR* e, std::vector<const EXPR*>* out) {
 
 std::string int_text(const COLDESC& c, int64_t v) {
   char buf[32];
-  std::snprintf(buf, sizeof buf, "%+0*lld", c.width, static_cast<long long>(v));
+  const int width = c.type == kTypeSmallint ? 6 : 11;  // the text widths of the two types
+  std::snprintf(buf, sizeof buf, "%+0*lld", width, static_cast<long long>(v));
   return buf;
 }
 
