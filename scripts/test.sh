@@ -29,8 +29,11 @@ fuzz() {
     name=$(basename "$target")
     corpus=$root/out/sanitize/corpus/$name
     mkdir -p "$corpus"
+    # Shipped seeds (fuzz/seeds/NAME) are read; new inputs go to the corpus only.
+    local seeds=()
+    [ -d "$root/fuzz/seeds/$name" ] && seeds=("$root/fuzz/seeds/$name")
     echo "-- fuzz $name for ${fuzz_seconds}s"
-    if ! "$target" -max_total_time="$fuzz_seconds" -print_final_stats=0 "$corpus" \
+    if ! "$target" -max_total_time="$fuzz_seconds" -print_final_stats=0 "$corpus" "${seeds[@]}" \
         >"$root/out/sanitize/$name.log" 2>&1; then
       tail -40 "$root/out/sanitize/$name.log"
       failed+=("fuzz:$name")
