@@ -44,10 +44,11 @@ struct ColBound {
     has_lo = true;
   }
   void upper(std::string v, bool incl) {
-    if (!has_hi || v < hi || (v == hi && !incl)) {
-      if (!(has_hi && v == hi)) hi_incl = incl;
-      else hi_incl = hi_incl && incl;
+    if (!has_hi || v < hi) {
       hi = std::move(v);
+      hi_incl = incl;
+    } else if (v == hi) {
+      hi_incl = hi_incl && incl;
     }
     has_hi = true;
   }
