@@ -15,15 +15,23 @@ constexpr const char* kModule = "KYTEXE";
 
 bool I_reclen(IsamDb* db, int32_t offset, int32_t* length) {
   unsigned char w[4];
-  if (offset < db->first_record || db->data.read_at(w, 4, offset) != 4) return false;
+  if (offset < db->first_record || I_read(db, w, 4, offset) != 4) return false;
   *length = get_le32(w);
   return true;
 }
 
 bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset) {
-  if (db->data.write_at(buf, n, offset) != static_cast<int64_t>(n)) return false;
+  if (db->data.write_at(buf, n, offset) != static_cast<int64_t>(n)) {
+    db->cache.clear();  // what reached the file is not known
+    return false;
+  }
+  db->cache.wrote(buf, n, offset);
   if (offset + static_cast<int64_t>(n) > db->data_end) db->data_end = offset + static_cast<int64_t>(n);
   return true;
+}
+
+int64_t I_read(IsamDb* db, void* buf, size_t n, int64_t offset) {
+  return db->cache.read(db->data, buf, n, offset, db->data_end);
 }
 
 int I_fetchrec(IsamDb* db, int32_t offset, std::string* bytes) {
@@ -35,7 +43,7 @@ int I_fetchrec(IsamDb* db, int32_t offset, std::string* bytes) {
     isam_errno = kIsamIo;
     return -1;
   }
-  const int64_t got = db->data.read_at(first, static_cast<size_t>(avail < 4 + kGuess ? avail : 4 + kGuess), offset);
+  const int64_t got = I_read(db, first, static_cast<size_t>(avail < 4 + kGuess ? avail : 4 + kGuess), offset);
   if (got < 4) {
     isam_errno = kIsamIo;
     return -1;
@@ -51,7 +59,7 @@ int I_fetchrec(IsamDb* db, int32_t offset, std::string* bytes) {
     return 1;
   }
   bytes->resize(static_cast<size_t>(len));
-  if (db->data.read_at(bytes->data(), bytes->size(), offset + 4) != len) {
+  if (I_read(db, bytes->data(), bytes->size(), offset + 4) != len) {
     isam_errno = kIsamIo;
     return -1;
   }
@@ -134,7 +142,7 @@ int igetrec(IsamDb* db, IsamIndex* index, const char** fields, char* buf, int bu
   unsigned char head[4 + 508];
   const int64_t avail = db->data_end - offset;
   const int64_t first = avail < static_cast<int64_t>(sizeof head) ? avail : static_cast<int64_t>(sizeof head);
-  if (first < 4 || db->data.read_at(head, static_cast<size_t>(first), offset) != first) {
+  if (first < 4 || I_read(db, head, static_cast<size_t>(first), offset) != first) {
     isam_errno = kIsamIo;
     ISAM_TRACE(kModule, "igetrec : I_reclen returns status %d", -1);
     return -1;
@@ -153,7 +161,7 @@ int igetrec(IsamDb* db, IsamIndex* index, const char** fields, char* buf, int bu
   if (want <= first - 4) {
     std::memcpy(buf, head + 4, static_cast<size_t>(want));
   } else {
-    const int64_t got = db->data.read_at(buf, static_cast<size_t>(want), offset + 4);
+    const int64_t got = I_read(db, buf, static_cast<size_t>(want), offset + 4);
     if (got != want) {
       isam_errno = kIsamIo;
       ISAM_TRACE(kModule, "igetrec : I_read_rec returns nbr %d", static_cast<int>(got));

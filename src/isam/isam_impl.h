@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cbt/cbt.h"
+#include "isam/datacache.h"
 #include "isam/isam.h"
 #include "platform/platform.h"
 #include "runtime/trace.h"
@@ -56,10 +57,13 @@ struct IsamDb {
   // Size of the data file: read at open, then kept by this process's own writes (the lock
   // keeps every other writer out), so no system call is needed to learn it.
   int64_t data_end = 0;
+  DataCache cache;                    // pages of the data file (write-through)
 };
 
-// Writes bytes of the data file, keeping data_end.
+// Writes bytes of the data file, keeping data_end and the page cache.
 bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset);
+// Reads bytes of the data file through the page cache; the bytes read, or -1.
+int64_t I_read(IsamDb* db, void* buf, size_t n, int64_t offset);
 
 // Registry of open databases (isam.cpp).
 bool isam_is_member(const IsamDb* db);

@@ -251,7 +251,7 @@ std::vector<const char*> key_of(const UniqueIndex& u, const char* const* fields)
 
 // Adds a row, refusing a key that a unique index holds already.
 int32_t add_row(TabHandle* t, const char* const* fields) {
-  ++t->epoch;
+  claim_indexes(t, nullptr);
   for (const UniqueIndex& u : t->unique) {
     std::vector<const char*> key = key_of(u, fields);
     int rc = ifindkey(t->db, u.index, key.data());
@@ -305,9 +305,33 @@ class TableUse {
 
 // --- Scan -----------------------------------------------------------------------------------
 
+void claim_indexes(TabHandle* t, Scan* by) {
+  if (t->owner != nullptr && t->owner != by) t->owner->save();
+  t->owner = by;
+}
+
 Scan::~Scan() { close(); }
 
+void Scan::save() {
+  if (t_ == nullptr) return;
+  if (isavepos(t_->db, index_, &pos_) != 1) save_rc_ = isam_error("isavepos", t_);
+}
+
+const IsamPos& Scan::saved_position() {
+  if (t_ != nullptr && t_->owner == this) save();
+  return pos_;
+}
+
+// Makes this scan the owner of the indexes again, back at its own position.
+static int32_t reclaim(Scan* s, TabHandle* t, IsamIndex* index, const IsamPos& pos, int32_t save_rc) {
+  if (t->owner == s) return RC_OK;
+  if (save_rc != RC_OK) return save_rc;
+  claim_indexes(t, s);
+  return irestorepos(t->db, index, &pos) == 1 ? RC_OK : isam_error("irestorepos", t);
+}
+
 void Scan::close() {
+  if (t_ != nullptr && t_->owner == this) t_->owner = nullptr;
   if (t_ != nullptr) release_table(t_, kReleaseCursor);
   t_ = nullptr;
   index_ = nullptr;
@@ -363,6 +387,7 @@ int32_t Scan::open(const TABSPEC& ts, const PLIST<ORDERITEM>* order, const EXPR*
 
 int32_t Scan::start() {
   started_ = true;
+  claim_indexes(t_, this);
   std::string key;
   for (const std::string& e : eq_) key.append(e).push_back('\0');
   int rc = 1;
@@ -383,14 +408,12 @@ int32_t Scan::start() {
     rc = irestorepos(t_->db, index_, &edge);
   }
   if (rc != 1) return isam_error("positioning", t_);
-  if (isavepos(t_->db, index_, &pos_) != 1) return isam_error("isavepos", t_);
-  epoch_ = ++t_->epoch;
   return RC_OK;
 }
 
 int32_t Scan::step() {
-  if (t_->epoch != epoch_ && irestorepos(t_->db, index_, &pos_) != 1)
-    return isam_error("irestorepos", t_);
+  int32_t r = reclaim(this, t_, index_, pos_, save_rc_);
+  if (r != RC_OK) return r;
   int rc = backward_ ? ifindprev(t_->db, index_) : ifindnext(t_->db, index_);
   if (rc == -2 || rc == -3) return 0;
   if (rc != 1) return isam_error(backward_ ? "ifindprev" : "ifindnext", t_);
@@ -399,8 +422,6 @@ int32_t Scan::step() {
     KYT_TRACE(kModule, kTopic, 1, "igetrec failed rc=%d isam_errno=%d", rc, isam_errno);
     return RC_INTERNAL_ERROR;
   }
-  if (isavepos(t_->db, index_, &pos_) != 1) return isam_error("isavepos", t_);
-  epoch_ = ++t_->epoch;
   return 1;
 }
 
@@ -444,12 +465,10 @@ int32_t Scan::next() {
 }
 
 int32_t Scan::delete_current() {
-  if (t_->epoch != epoch_ && irestorepos(t_->db, index_, &pos_) != 1)
-    return isam_error("irestorepos", t_);
+  int32_t r = reclaim(this, t_, index_, pos_, save_rc_);
+  if (r != RC_OK) return r;
   if (idelrec(t_->db, index_) != 1) return isam_error("idelrec", t_);
   log_row(t_, false, fields_.data());
-  if (isavepos(t_->db, index_, &pos_) != 1) return isam_error("isavepos", t_);
-  epoch_ = ++t_->epoch;
   return RC_OK;
 }
 
@@ -509,7 +528,7 @@ int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where) {
       const char* f = scan.fields()[i];
       row.append(f, std::strlen(f) + 1);
     }
-    found.push_back(Found{scan.position(), std::move(row)});
+    found.push_back(Found{scan.saved_position(), std::move(row)});
   }
   if (rc != 0) return frame.finish(rc);
   RowBuf nrow(t);
@@ -525,7 +544,7 @@ int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where) {
       rc = put_value(t, &nrow, s.col.p_col, s.value);
       if (rc != RC_OK) return frame.finish(rc);
     }
-    ++t->epoch;
+    claim_indexes(t, nullptr);
     f.pos.pending = false;
     if (irestorepos(t->db, scan.index(), &f.pos) != 1) return frame.finish(isam_error("irestorepos", t));
     if (idelrec(t->db, scan.index()) != 1) return frame.finish(isam_error("idelrec", t));

@@ -4,9 +4,9 @@
 // cursor first needs it and closed again as soon as nobody uses it: the running statement,
 // an open cursor, and the open transaction each hold a use. Closing releases the lock on the
 // table's files, so that other processes of the station can reach the table between our
-// statements. Within one process all users share the one open handle; a reader keeps its own
-// position (IsamPos) and restores it when another user has moved the index since
-// (TabHandle::epoch counts the moves).
+// statements. Within one process all users share the one open handle: the indexes' positions
+// belong to one reader at a time (TabHandle::owner); whoever takes them over first has the
+// owner save its position (IsamPos), which the owner restores when it reads on.
 //
 // Indexes of a table file:
 //   "PRIMARY"     the primary key (unique), made by CREATE UNIQUE INDEX PRIM_<table>
@@ -62,8 +62,12 @@ struct TabHandle {
   int32_t text_size = 0;            // bytes of a row buffer
   int users = 0;
   bool in_trans = false;     // the open transaction holds a use
-  uint64_t epoch = 0;        // counts moves of the handle's index positions
+  class Scan* owner = nullptr;  // the reader whose position the indexes hold
 };
+
+// Takes over the indexes' positions for `by` (nullptr: a statement that moves them once);
+// a reader that held them saves its position first.
+void claim_indexes(TabHandle* t, class Scan* by);
 
 // The database directory in use.
 int32_t exe_open_db(const char* dbname);
@@ -97,7 +101,10 @@ class Scan {
   const char* const* fields() const { return fields_.data(); }
   TabHandle* table() const { return t_; }
   bool is_open() const { return t_ != nullptr; }
-  const IsamPos& position() const { return pos_; }
+  // The position of the row last delivered (for returning to it later).
+  const IsamPos& saved_position();
+  // Keeps the position while another user moves the indexes.
+  void save();
   IsamIndex* index() const { return index_; }
 
  private:
@@ -113,8 +120,8 @@ class Scan {
   bool has_lo_ = false, has_hi_ = false, hi_incl_ = false;
   std::string lo_, hi_;             // bounds of the next key column's text
   bool started_ = false, done_ = false;
-  IsamPos pos_;
-  uint64_t epoch_ = 0;
+  IsamPos pos_;                     // valid while another user holds the indexes
+  int32_t save_rc_ = 0;             // a failed save ends the scan with this status
   std::vector<char> buf_;
   std::vector<const char*> fields_;
 };

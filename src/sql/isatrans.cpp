@@ -132,7 +132,7 @@ int32_t delete_equal_row(TabHandle* t, const std::string& row) {
   std::vector<const char*> want = unpack_row(row);
   std::vector<char> buf(static_cast<size_t>(t->text_size) + 16);
   std::vector<const char*> got(static_cast<size_t>(t->td->n_cols) + 1);
-  ++t->epoch;
+  claim_indexes(t, nullptr);
   auto same = [&]() {
     if (igetrec(t->db, t->primary, got.data(), buf.data(), static_cast<int>(buf.size())) != 1)
       return false;
@@ -181,7 +181,7 @@ int32_t undo_one(const Undo& u) {
   } else {
     std::vector<const char*> fields = unpack_row(u.row);
     fields.push_back(nullptr);
-    ++t->epoch;
+    claim_indexes(t, nullptr);
     if (iaddrec(t->db, t->primary, fields.data()) != 1) rc = isam_fail("undo add", t->file.c_str());
   }
   release_table(t, kReleaseCursor);
@@ -360,7 +360,7 @@ int32_t use_table(const TABSPEC& ts, int mode) {
 
 // Re-reads a table's indexes after one was added.
 int32_t refresh_table(TabHandle* t) {
-  ++t->epoch;
+  claim_indexes(t, nullptr);
   return describe(t);
 }
 

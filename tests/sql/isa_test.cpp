@@ -230,6 +230,37 @@ TEST_F(IsaTest, KeyRangesFindWhatFullScansFind) {
   }
 }
 
+// Cursors and statements on one table share its indexes; each cursor reads on from where
+// it stood, whatever the others did meanwhile.
+TEST_F(IsaTest, InterleavedCursorsAndChangesKeepTheirPlaces) {
+  make_kt();
+  for (int i = 1; i <= 30; ++i) {
+    ASSERT_EQ(run("INSERT INTO KT VALUES(" + std::to_string(i) + ", 'qn', " + std::to_string(i % 4) + ", 'n')"), 0);
+  }
+  int32_t a = 0, b = 0;
+  std::vector<HostVar> va{{kTypeInteger, &a}}, vb{{kTypeInteger, &b}};
+  ASSERT_EQ(run("DECLARE A CURSOR FOR SELECT CN FROM KT", va), 0);
+  ASSERT_EQ(run("DECLARE B CURSOR FOR SELECT CN FROM KT ORDER BY CN DESC", vb), 0);
+  std::vector<int32_t> got_a{a}, got_b{b};
+  for (int step = 0; step < 40; ++step) {
+    if (step == 5) ASSERT_EQ(run("DELETE FROM KT WHERE CN = 8 OR CN = 25"), 0);
+    if (step == 9) ASSERT_EQ(run("UPDATE KT SET PRIORITY = 9 WHERE PRIORITY = 1"), 0);
+    if (run("FETCH A", va) == 0) got_a.push_back(a);
+    if (step % 2 == 0 && run("FETCH B", vb) == 0) got_b.push_back(b);
+  }
+  std::vector<int32_t> want_a, want_b;
+  for (int i = 1; i <= 30; ++i) {
+    if (i != 8 && i != 25) want_a.push_back(i);
+  }
+  // B had read 30 .. 28 when the rows went; it reads on below, without 25 and 8.
+  for (int i = 30; i >= 1 && want_b.size() < got_b.size(); --i) {
+    if (i != 8 && i != 25) want_b.push_back(i);
+  }
+  EXPECT_EQ(got_a, want_a);
+  EXPECT_EQ(got_b, want_b);
+  EXPECT_EQ(rows("SELECT CN FROM KT WHERE PRIORITY = 9").size(), 7u);
+}
+
 extern "C" int rpdsql_client_steps(void);
 
 TEST_F(IsaTest, ClientProgramInC) { EXPECT_EQ(rpdsql_client_steps(), 0); }

@@ -1,0 +1,56 @@
+// The data file page cache against the file itself: random reads, writes within the file
+// and appends at its end, also across page borders and at a partly filled last page.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "isam/datacache.h"
+#include "testutil.h"
+
+namespace kyt {
+namespace {
+
+TEST(DataCache, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
+  test::TempDir dir;
+  const std::string path = dir.file("data");
+  platform::File f;
+  ASSERT_TRUE(f.open(path.c_str(), platform::OpenMode::kCreate));
+  std::mt19937 rng(5);
+  std::string model(10000, '\0');
+  for (char& c : model) c = static_cast<char>(rng());
+  ASSERT_EQ(f.write_at(model.data(), model.size(), 0), static_cast<int64_t>(model.size()));
+  DataCache cache;
+  std::vector<char> buf(20000);
+  for (int i = 0; i < 3000; ++i) {
+    const int64_t end = static_cast<int64_t>(model.size());
+    const int64_t at = static_cast<int64_t>(rng() % (end + 10));
+    const size_t n = rng() % 3 == 0 ? rng() % 9000 : rng() % 600;
+    switch (rng() % 3) {
+      case 0: {  // read
+        int64_t got = cache.read(f, buf.data(), n, at, end);
+        int64_t want = at >= end ? 0 : std::min<int64_t>(static_cast<int64_t>(n), end - at);
+        ASSERT_EQ(got, want) << i;
+        ASSERT_EQ(std::string(buf.data(), static_cast<size_t>(got)), model.substr(static_cast<size_t>(std::min(at, end)), static_cast<size_t>(got))) << i;
+        break;
+      }
+      case 1: {  // write inside the file, or append at its end
+        const int64_t w = rng() % 4 == 0 ? end : std::min(at, end);
+        std::string bytes(n % 700, '\0');
+        for (char& c : bytes) c = static_cast<char>(rng());
+        ASSERT_EQ(f.write_at(bytes.data(), bytes.size(), w), static_cast<int64_t>(bytes.size()));
+        cache.wrote(bytes.data(), bytes.size(), w);
+        if (model.size() < w + bytes.size()) model.resize(static_cast<size_t>(w) + bytes.size());
+        model.replace(static_cast<size_t>(w), bytes.size(), bytes);
+        break;
+      }
+      default:
+        if (rng() % 50 == 0) cache.clear();
+        break;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kyt
