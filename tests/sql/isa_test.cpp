@@ -261,6 +261,26 @@ TEST_F(IsaTest, InterleavedCursorsAndChangesKeepTheirPlaces) {
   EXPECT_EQ(rows("SELECT CN FROM KT WHERE PRIORITY = 9").size(), 7u);
 }
 
+TEST_F(IsaTest, TablesWithoutPrimaryKeepEqualRowsInFileOrder) {
+  const SchemaTable* lc = schema_table("LC");
+  ASSERT_EQ(run(create_table_text(*lc)), 0);
+  EXPECT_TRUE(create_index_texts(*lc).empty());
+  ASSERT_EQ(run("INSERT INTO LC VALUES(7)"), 0);
+  ASSERT_EQ(run("INSERT INTO LC VALUES(7)"), 0);
+  ASSERT_EQ(run("INSERT INTO LC VALUES(3)"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM LC"), (std::vector<std::string>{"7", "7", "3"}));
+  ASSERT_EQ(run("SET AUTOCOMMIT OFF"), 0);
+  ASSERT_EQ(run("INSERT INTO LC VALUES(7)"), 0);
+  ASSERT_EQ(run("UPDATE LC SET CN = 8 WHERE CN = 7"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM LC WHERE CN = 8").size(), 3u);
+  ASSERT_EQ(run("ROLLBACK WORK"), 0);
+  ASSERT_EQ(run("SET AUTOCOMMIT ON"), 0);
+  std::vector<std::string> got = rows("SELECT CN FROM LC");
+  std::sort(got.begin(), got.end());
+  EXPECT_EQ(got, (std::vector<std::string>{"3", "7", "7"}));
+  EXPECT_EQ(rows("SELECT CN FROM LC ORDER BY CN DESC"), (std::vector<std::string>{"7", "7", "3"}));
+}
+
 extern "C" int rpdsql_client_steps(void);
 
 TEST_F(IsaTest, ClientProgramInC) { EXPECT_EQ(rpdsql_client_steps(), 0); }
