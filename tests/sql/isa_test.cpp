@@ -243,8 +243,12 @@ TEST_F(IsaTest, InterleavedCursorsAndChangesKeepTheirPlaces) {
   ASSERT_EQ(run("DECLARE B CURSOR FOR SELECT CN FROM KT ORDER BY CN DESC", vb), 0);
   std::vector<int32_t> got_a{a}, got_b{b};
   for (int step = 0; step < 40; ++step) {
-    if (step == 5) ASSERT_EQ(run("DELETE FROM KT WHERE CN = 8 OR CN = 25"), 0);
-    if (step == 9) ASSERT_EQ(run("UPDATE KT SET PRIORITY = 9 WHERE PRIORITY = 1"), 0);
+    if (step == 5) {
+      ASSERT_EQ(run("DELETE FROM KT WHERE CN = 8 OR CN = 25"), 0);
+    }
+    if (step == 9) {
+      ASSERT_EQ(run("UPDATE KT SET PRIORITY = 9 WHERE PRIORITY = 1"), 0);
+    }
     if (run("FETCH A", va) == 0) got_a.push_back(a);
     if (step % 2 == 0 && run("FETCH B", vb) == 0) got_b.push_back(b);
   }
