@@ -79,7 +79,8 @@ void exe_keep_tables_open(bool keep);
 const char* exe_dbname();
 
 int32_t open_table(const TABSPEC& ts, TabHandle** out);
-void release_table(TabHandle* t, int flags);
+// Gives back a use; the last one closes the table (RC_INTERNAL_ERROR when that fails).
+int32_t release_table(TabHandle* t, int flags);
 int32_t use_table(const TABSPEC& ts, int mode);
 
 // A scan of a table in index order, with the key range of its condition.

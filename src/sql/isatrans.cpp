@@ -98,10 +98,12 @@ int32_t describe(TabHandle* t) {
   return RC_OK;
 }
 
-void close_handle(TabHandle* t) {
-  if (t->db != nullptr && iclose_db(t->db) != 1) isam_fail("iclose_db", t->file.c_str());
+int32_t close_handle(TabHandle* t) {
+  int32_t rc = RC_OK;
+  if (t->db != nullptr && iclose_db(t->db) != 1) rc = isam_fail("iclose_db", t->file.c_str());
   t->db = nullptr;
   st().tables.erase(t->name);
+  return rc;
 }
 
 void hold(TabHandle* t) {
@@ -219,9 +221,12 @@ int32_t finish_log() {
     std::unique_ptr<TabHandle>* h = s.tables.find(name);
     if (h == nullptr) continue;
     TabHandle* t = h->get();
-    if (t->db != nullptr && iflush_db(t->db) != 1) rc = isam_fail("iflush_db", t->file.c_str());
+    // A table that closes now is flushed by its close; one that stays open is flushed here.
+    const bool stays_open = t->users > 1 || s.keep_open;
+    if (stays_open && t->db != nullptr && iflush_db(t->db) != 1)
+      rc = isam_fail("iflush_db", t->file.c_str());
     t->in_trans = false;
-    release_table(t, kReleaseCursor);
+    if (release_table(t, kReleaseCursor) != RC_OK) rc = RC_INTERNAL_ERROR;
   }
   return rc;
 }
@@ -344,10 +349,11 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
   return RC_OK;
 }
 
-void release_table(TabHandle* t, int flags) {
+int32_t release_table(TabHandle* t, int flags) {
   (void)flags;  // every release gives back one use; the last one closes the files
-  if (t == nullptr) return;
-  if (--t->users <= 0 && !st().keep_open) close_handle(t);
+  if (t == nullptr) return RC_OK;
+  if (--t->users <= 0 && !st().keep_open) return close_handle(t);
+  return RC_OK;
 }
 
 int32_t use_table(const TABSPEC& ts, int mode) {
