@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <set>
 #include <string_view>
 
 #include "platform/platform.h"
@@ -624,8 +625,10 @@ int32_t create_table(const STMT& s) {
     const std::string name = ts.s_tabname;
     make_tabspec(kStationCreator, name, &ts);
   }
-  TABDESC* known = nullptr;
-  if (get_tab_desc(ts, &known) == RC_OK || find_tab_desc(ts.s_tabname) != nullptr) {
+  // Asked of the cache and the catalogue directly: an unknown table is no error here.
+  SyscatlgRow row;
+  std::vector<SyscolsRow> rows;
+  if (find_tab_desc(ts.s_tabname) != nullptr || disk_catalogue_reader()(ts, &row, &rows) == RC_OK) {
     std::fprintf(stderr, "E: Table '%s' already exists\n", ts.s_tabname);
     KYT_TRACE(kModule, kTopic, 1, "E: Table '%s' already exists", ts.s_tabname);
     return DBI_E_TABERR;
@@ -666,6 +669,18 @@ int32_t create_index(const STMT& s) {
   TableUse t;
   int32_t rc = t.open(td);
   if (rc != RC_OK) return rc;
+  if (primary || s.unique) {
+    // A unique index over rows that repeat a key is refused before it is made.
+    std::set<std::string> keys;
+    Scan scan;
+    rc = scan.open(ts, nullptr, nullptr);
+    while (rc == RC_OK && (rc = scan.next()) == 1) {
+      std::string key;
+      for (const COLREF& c : s.cols) key.append(scan.fields()[c.p_col->colno - 1]).push_back('\0');
+      rc = keys.insert(std::move(key)).second ? RC_OK : DBI_E_NO_DUP;
+    }
+    if (rc != 0) return rc;
+  }
   fields.push_back(nullptr);
   if (imkindex(t->db, isam_name.c_str(), fields.data()) != 1) {
     if (isam_errno == kIsamIndexExists) return DBI_E_TABERR;

@@ -84,6 +84,12 @@ TEST_F(IsaTest, CreateInsertSelect) {
   EXPECT_EQ(run("INSERT INTO KT VALUES(8, 'qn', 70000, 'big')"), DBI_E_VALUE);
   EXPECT_EQ(rows("SELECT CN FROM KT WHERE STATUS = 'qn' AND CN > 5"),
             (std::vector<std::string>{"7"}));
+  EXPECT_EQ(run("CREATE TABLE KT (A INTEGER)"), DBI_E_TABERR);
+  // A unique index over rows that repeat its key is refused and not made.
+  EXPECT_EQ(run("CREATE UNIQUE INDEX BYSTATUS ON KT (STATUS)"), DBI_E_NO_DUP);
+  EXPECT_EQ(run("INSERT INTO KT VALUES(11, 'qn', 1, 'again')"), 0);
+  EXPECT_EQ(run("CREATE UNIQUE INDEX BYNAME ON KT (NAME, CN)"), 0);
+  EXPECT_EQ(run("INSERT INTO KT VALUES(12, 'zz', 1, 'again')"), 0);
 }
 
 TEST_F(IsaTest, CursorSlotsAndFetchPastTheEnd) {
