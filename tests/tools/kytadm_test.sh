@@ -109,6 +109,9 @@ run sql -e sql.env "SELECT NAME FROM PT WHERE LEN < 0"
 check "sql negative values" "NEG" "$out"
 run check sqldb${sep}PT.DB
 check "sql leaves a sound table" "sqldb${sep}PT.DB: ok" "$out"
+long=$(printf "DELETE FROM PT WHERE NAME = '%05000d'" 0)
+run sql -e sql.env "$long"
+check "sql statement too long" "kytadm sql: 99 statement longer than 4095 characters" "$err"
 run sql --bogus
 check "sql: unknown option" 2 "$rc"
 

@@ -303,7 +303,11 @@ int run_sql(const std::vector<std::string>& args) {
     int32_t r = is_select(s) ? run_select(s) : kyt::rpdsql_run(s);
     std::fflush(stdout);
     if (r != 0) {
-      std::fprintf(stderr, "kytadm sql: %ld %s\n", static_cast<long>(r), status_meaning(r));
+      // The statement buffer holds 4095 characters; a longer statement cannot be composed.
+      const char* meaning = r == kyt::RC_INTERNAL_ERROR && s.size() > 4095
+                                ? "statement longer than 4095 characters"
+                                : status_meaning(r);
+      std::fprintf(stderr, "kytadm sql: %ld %s\n", static_cast<long>(r), meaning);
       status = kExitFailed;
       break;
     }
