@@ -83,18 +83,16 @@ State& st() {
 
 // ---- registries ----
 
-bool pool_member(const Pool* p) {
-  for (Pool* q = st().pools; q != nullptr; q = q->next) {
-    if (q == p) return true;
+// Whether `item` is on the registry list that starts at `head`.
+template <typename T>
+bool on_list(const T* head, const T* item) {
+  for (const T* q = head; q != nullptr; q = q->next) {
+    if (q == item) return true;
   }
   return false;
 }
-bool bfile_member(const BFile* b) {
-  for (BFile* q = st().bfiles; q != nullptr; q = q->next) {
-    if (q == b) return true;
-  }
-  return false;
-}
+bool pool_member(const Pool* p) { return on_list<Pool>(st().pools, p); }
+bool bfile_member(const BFile* b) { return on_list<BFile>(st().bfiles, b); }
 template <typename T>
 void unlink_from(T** head, T* item) {
   for (T** pp = head; *pp != nullptr; pp = &(*pp)->next) {
@@ -570,18 +568,8 @@ void blk_set_checked(uint8_t* data, bool checked) { header_of(data)->checked = c
 
 // ---- registries of the B-tree layer ----
 
-bool cursor_registered(const CbCursor* c) {
-  for (CbCursor* q = st().cursors; q != nullptr; q = q->next) {
-    if (q == c) return true;
-  }
-  return false;
-}
-bool treefile_registered(const TreeFile* tf) {
-  for (TreeFile* q = st().trees; q != nullptr; q = q->next) {
-    if (q == tf) return true;
-  }
-  return false;
-}
+bool cursor_registered(const CbCursor* c) { return on_list<CbCursor>(st().cursors, c); }
+bool treefile_registered(const TreeFile* tf) { return on_list<TreeFile>(st().trees, tf); }
 CbCursor* cursor_list() { return st().cursors; }
 int cb_buffer_size() { return st().bufsize; }
 

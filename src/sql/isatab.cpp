@@ -71,6 +71,21 @@ int32_t type_size(int16_t type, int16_t width) {
   }
 }
 
+std::string col_type_text(const COLDEF& c) {
+  switch (c.type) {
+    case kTypeChar:
+      return "CHAR(" + std::to_string(c.width) + ")";
+    case kTypeFloat:
+      return "FLOAT";
+    case kTypeInteger:
+      return "INTEGER";
+    case kTypeSmallint:
+      return "SMALLINT";
+    default:
+      return "?";
+  }
+}
+
 bool make_tabspec(std::string_view creator, std::string_view tabname, TABSPEC* ts) {
   *ts = TABSPEC{};
   if (copy_name(creator, ts->s_creator) && copy_name(tabname, ts->s_tabname)) return true;

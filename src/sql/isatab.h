@@ -77,6 +77,9 @@ struct COLDEF {
   int16_t not_null;
   int16_t key;  // place in the primary key, 0 none
 };
+// The type as a CREATE TABLE statement writes it: "CHAR(n)", "FLOAT", "INTEGER", "SMALLINT";
+// "?" for an unknown type.
+std::string col_type_text(const COLDEF& c);
 
 // Table descriptor. Not copyable; held by Ep_htb_tabs, pointers to it stay valid until the
 // table is dropped or the descriptors are cleared.

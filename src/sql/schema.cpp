@@ -181,19 +181,6 @@ std::string qualified_name(const SchemaTable& t) {
   return s.append(t.name);
 }
 
-std::string type_text(const COLDEF& c) {
-  switch (c.type) {
-    case kTypeChar:
-      return "CHAR(" + std::to_string(c.width) + ")";
-    case kTypeFloat:
-      return "FLOAT";
-    case kTypeInteger:
-      return "INTEGER";
-    default:
-      return "SMALLINT";
-  }
-}
-
 std::string index_text(const char* index, const std::string& table,
                        std::span<const char* const> cols) {
   std::string s = "CREATE UNIQUE INDEX ";
@@ -228,7 +215,7 @@ std::string create_table_text(const SchemaTable& t) {
   for (size_t i = 0; i < t.cols.size(); ++i) {
     const COLDEF& c = t.cols[i];
     if (i > 0) s.append(", ");
-    s.append(c.s_colname).append(" ").append(type_text(c));
+    s.append(c.s_colname).append(" ").append(col_type_text(c));
     if (c.not_null) s.append(" NOT NULL");
   }
   return s.append(")");

@@ -103,21 +103,6 @@ std::string value_text(const EXPR& e) {
   }
 }
 
-std::string type_text(const COLDEF& c) {
-  switch (c.type) {
-    case kTypeChar:
-      return "CHAR(" + std::to_string(c.width) + ")";
-    case kTypeFloat:
-      return "FLOAT";
-    case kTypeInteger:
-      return "INTEGER";
-    case kTypeSmallint:
-      return "SMALLINT";
-    default:
-      return "?";
-  }
-}
-
 std::string where_text(const EXPR* e) {
   return e == nullptr ? std::string() : " WHERE " + expr_text(e);
 }
@@ -212,7 +197,7 @@ std::string stmt_text(const STMT& s) {
       return "DELETE FROM " + table + where_text(s.p_where);
     case kStmtCreateTable:
       return tpl("CREATE TABLE %s (%s) ", table, join(s.coldefs, [](const COLDEF& c) {
-                   return std::string(c.s_colname) + " " + type_text(c) +
+                   return std::string(c.s_colname) + " " + col_type_text(c) +
                           (c.not_null ? " NOT NULL" : "");
                  }));
     case kStmtCreateIndex:
