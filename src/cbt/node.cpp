@@ -836,4 +836,24 @@ int cbrestore(CbCursor* c, int32_t* data) {
   return 1;
 }
 
+int cbscan(CbCursor* c, int forward, CbVisit visit, void* ctx) {
+  int32_t data = 0;
+  int rc = forward ? cbnext(c, &data) : cbprev(c, &data);
+  while (rc == 1) {
+    {
+      Tree t(c);
+      NodeRef n;
+      if (!n.get(t, static_cast<uint32_t>(c->block), 13) || entry_data(c, n, nullptr) != 1) return -1;
+      const int count = nd_count(n.p);
+      for (int i = c->index; forward ? i < count : i >= 0; forward ? ++i : --i) {
+        c->index = i;
+        if (visit(ctx, e_key(n.p, i), e_klen(n.p, i), e_data(n.p, i)) != 0) return 1;
+      }
+    }
+    // On the leaf's last (first) entry: the ordinary move crosses to the next leaf.
+    rc = forward ? cbnext(c, &data) : cbprev(c, &data);
+  }
+  return rc;
+}
+
 }  // namespace kyt

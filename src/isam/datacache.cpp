@@ -16,6 +16,8 @@ void DataCache::clear() {
 }
 
 DataCache::Page* DataCache::page(platform::File& file, int64_t no, int64_t end) {
+  // Records read in index order mostly follow each other in the file.
+  if (!pages_.empty() && pages_.front().no == no) return &pages_.front();
   auto it = index_.find(no);
   if (it != index_.end()) {
     pages_.splice(pages_.begin(), pages_, it->second);
@@ -59,6 +61,16 @@ int64_t DataCache::read(platform::File& file, void* buf, size_t n, int64_t offse
     done += take;
   }
   return done;
+}
+
+const unsigned char* DataCache::view(platform::File& file, int64_t offset, size_t n, int64_t end) {
+  if (offset < 0 || static_cast<int64_t>(n) > kPageSize) return nullptr;
+  const int64_t no = offset / kPageSize;
+  const int64_t in = offset - no * kPageSize;
+  if (in + static_cast<int64_t>(n) > kPageSize || offset + static_cast<int64_t>(n) > end) return nullptr;
+  Page* p = page(file, no, end);
+  if (p == nullptr || in + static_cast<int64_t>(n) > p->valid) return nullptr;
+  return p->bytes.get() + in;
 }
 
 void DataCache::wrote(const void* buf, size_t n, int64_t offset) {

@@ -31,6 +31,10 @@ class DataCache {
 
   // Reads up to n bytes at `offset` of `file` whose size is `end`; the bytes read, or -1.
   int64_t read(platform::File& file, void* buf, size_t n, int64_t offset, int64_t end);
+  // The n bytes at `offset` where they lie inside one page of the cache (read in if need
+  // be); nullptr when they cross a page end, lie past `end`, or the cache cannot hold the
+  // page. The pointer is valid until the next call on this cache.
+  const unsigned char* view(platform::File& file, int64_t offset, size_t n, int64_t end);
   // Takes note of bytes written to the file.
   void wrote(const void* buf, size_t n, int64_t offset);
   void clear();

@@ -105,6 +105,16 @@ bool I_reclen(IsamDb* db, int32_t offset, int32_t* length);
 int I_fetchrec(IsamDb* db, int32_t offset, std::string* bytes);
 // Splits field bytes into exactly db->nfields texts; false when the bytes hold fewer.
 bool I_split(const IsamDb* db, const std::string& bytes, std::vector<const char*>* fields);
+// Points fields[0..n) at the zero-terminated texts of buf[0..end) (buf[end] must be zero);
+// returns how many ended before `end`. The field that does not runs to buf[end]; those after
+// it point at buf[end].
+int I_split_fields(const char* buf, int end, int n, const char** fields);
+// Counts the zero-terminated texts of buf[0..end) up to n and points fields[0..k) (k <= n)
+// at the first k of them (the one without terminator, if it comes before k, runs to
+// buf[end]); returns the count.
+int I_split_prefix(const char* buf, int end, int n, int k, const char** fields);
+// igetrec of the record at `offset` (the index entry already checked): 1, or -1.
+int I_readrec(IsamDb* db, int32_t offset, const char** fields, char* buf, int bufsize);
 
 // Walking the data file (findnext.cpp): the stretch after the one at `offset` and the first
 // record at or after a stretch start; 0 at the end of the file, -1 on failure.

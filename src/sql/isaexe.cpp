@@ -1,6 +1,7 @@
 // isaexe: scans with key ranges, the changing statements, and the catalogue on disk.
 #include "sql/isaexe.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -63,6 +64,14 @@ void conjuncts(const EXPR* e, std::vector<const EXPR*>* out) {
   } else {
     out->push_back(e);
   }
+}
+
+// 1 + the highest column number the condition reads (0 for none); an unresolved column
+// counts as every column.
+int last_column(const EXPR* e) {
+  if (e == nullptr) return 0;
+  if (e->flags & kExprColumn) return e->col.p_col != nullptr ? e->col.p_col->colno : 1 << 20;
+  return std::max(last_column(e->left), last_column(e->right));
 }
 
 std::string int_text(const COLDESC& c, int64_t v) {
@@ -380,6 +389,10 @@ int32_t Scan::open(const TABSPEC& ts, const PLIST<ORDERITEM>* order, const EXPR*
     hi_incl_ = b.hi_incl;
     break;
   }
+  // The row test reads the key columns of the range and the columns of the condition.
+  shown_ = 0;
+  for (size_t i = 0; i < key_cols_.size() && i <= eq_.size(); ++i) shown_ = std::max(shown_, key_cols_[i] + 1);
+  shown_ = std::max(shown_, last_column(where));
   started_ = done_ = false;
   buf_.assign(static_cast<size_t>(t_->text_size) + 16, '\0');
   fields_.assign(static_cast<size_t>(t_->td->n_cols) + 1, nullptr);
@@ -412,18 +425,30 @@ int32_t Scan::start() {
   return RC_OK;
 }
 
-int32_t Scan::step() {
-  int32_t r = reclaim(this, t_, index_, pos_, save_rc_);
-  if (r != RC_OK) return r;
-  int rc = backward_ ? ifindprev(t_->db, index_) : ifindnext(t_->db, index_);
-  if (rc == -2 || rc == -3) return 0;
-  if (rc != 1) return isam_error(backward_ ? "ifindprev" : "ifindnext", t_);
-  rc = igetrec(t_->db, index_, fields_.data(), buf_.data(), static_cast<int>(buf_.size()));
+int32_t Scan::read_current() {
+  const int rc = igetrec(t_->db, index_, fields_.data(), buf_.data(), static_cast<int>(buf_.size()));
   if (rc != 1) {
     KYT_TRACE(kModule, kTopic, 1, "igetrec failed rc=%d isam_errno=%d", rc, isam_errno);
     return RC_INTERNAL_ERROR;
   }
-  return 1;
+  return RC_OK;
+}
+
+int Scan::judge(void* self, const char* const* fields) {
+  const Scan& s = *static_cast<const Scan*>(self);
+  // The key range: rows outside it are skipped until the scan has passed it.
+  for (size_t i = 0; i < s.eq_.size(); ++i) {
+    if (s.eq_[i] != fields[static_cast<size_t>(s.key_cols_[i])]) return 2;
+  }
+  if (s.has_lo_ || s.has_hi_) {
+    std::string_view f = fields[static_cast<size_t>(s.key_cols_[s.eq_.size()])];
+    const bool below = s.has_lo_ && f < std::string_view(s.lo_);
+    const bool above =
+        s.has_hi_ && (s.hi_incl_ ? f > std::string_view(s.hi_) : f >= std::string_view(s.hi_));
+    if (s.backward_ ? below : above) return 2;
+    if (s.backward_ ? above : below) return 0;
+  }
+  return eval_bool(s.where_, RowView{s.t_->td, fields}) ? 1 : 0;
 }
 
 int32_t Scan::next() {
@@ -433,35 +458,26 @@ int32_t Scan::next() {
     int32_t rc = start();
     if (rc != RC_OK) return rc;
   }
-  const RowView row{t_->td, fields_.data()};
   for (;;) {
-    int32_t rc = step();
-    if (rc != 1) {
-      if (rc == 0) done_ = true;
-      return rc;
-    }
-    // The key range: rows outside it are skipped until the scan has passed it.
-    bool stop = false, skip = false;
-    for (size_t i = 0; i < eq_.size(); ++i) {
-      if (eq_[i] != fields_[static_cast<size_t>(key_cols_[i])]) stop = true;
-    }
-    if (!stop && (has_lo_ || has_hi_)) {
-      std::string_view f = fields_[static_cast<size_t>(key_cols_[eq_.size()])];
-      bool below = has_lo_ && f < std::string_view(lo_);
-      bool above = has_hi_ && (hi_incl_ ? f > std::string_view(hi_) : f >= std::string_view(hi_));
-      if (backward_) {
-        stop = below;
-        skip = above;
-      } else {
-        stop = above;
-        skip = below;
-      }
-    }
-    if (stop) {
+    int32_t r = reclaim(this, t_, index_, pos_, save_rc_);
+    if (r != RC_OK) return r;
+    // Rows are judged where they lie; only a row taken (or one that cannot be judged in
+    // place) is read out.
+    const int rc =
+        ifindwhere(t_->db, index_, !backward_, &Scan::judge, this, static_cast<int>(buf_.size()), shown_);
+    if (rc == -2 || rc == -3 || rc == 0) {
       done_ = true;
       return 0;
     }
-    if (!skip && eval_bool(where_, row)) return 1;
+    if (rc != 1 && rc != 2) return isam_error(backward_ ? "ifindprev" : "ifindnext", t_);
+    r = read_current();
+    if (r != RC_OK) return r;
+    const int verdict = rc == 1 ? 1 : judge(this, fields_.data());
+    if (verdict == 1) return 1;
+    if (verdict == 2) {
+      done_ = true;
+      return 0;
+    }
   }
 }
 

@@ -110,7 +110,9 @@ class Scan {
 
  private:
   int32_t start();
-  int32_t step();
+  int32_t read_current();
+  // The row test of ifindwhere: 0 skip, 1 take, 2 past the key range.
+  static int judge(void* self, const char* const* fields);
 
   TabHandle* t_ = nullptr;
   IsamIndex* index_ = nullptr;
@@ -123,6 +125,7 @@ class Scan {
   bool started_ = false, done_ = false;
   IsamPos pos_;                     // valid while another user holds the indexes
   int32_t save_rc_ = 0;             // a failed save ends the scan with this status
+  int shown_ = 0;                   // leading fields the row test reads
   std::vector<char> buf_;
   std::vector<const char*> fields_;
 };

@@ -1,0 +1,88 @@
+// scan: walking an index to the next record a test accepts. Records the test skips are
+// looked at where they lie in the data file's page cache, through the index tree's leaves
+// one at a time, instead of being copied out one call each.
+#include <vector>
+
+#include "isam/isam_impl.h"
+
+namespace kyt {
+
+namespace {
+
+constexpr int kEnd = -1;     // the walk left the index's entries
+constexpr int kCaller = 3;   // the caller reads and tests the record
+
+struct Walk {
+  IsamDb* db;
+  IsamIndex* index;
+  IsamRowTest test;
+  void* ctx;
+  int bufsize;
+  int shown;  // leading fields the test reads
+  std::vector<const char*> fields;
+  int verdict = 0;
+};
+
+// The test's answer for the record at `offset`, or kCaller when it cannot be shown in
+// place exactly as igetrec would deliver it.
+int test_record(Walk& w, int32_t offset) {
+  IsamDb* db = w.db;
+  if (offset < db->first_record) return kCaller;
+  const unsigned char* head = db->cache.view(db->data, offset, 4, db->data_end);
+  if (head == nullptr) return kCaller;
+  const int32_t len = get_le32(head);
+  if (len <= 0 || len >= w.bufsize) return kCaller;  // damaged, or igetrec would cut it
+  const unsigned char* body = db->cache.view(db->data, offset + 4, static_cast<size_t>(len), db->data_end);
+  if (body == nullptr) return kCaller;
+  const char* text = reinterpret_cast<const char*>(body);
+  if (I_split_prefix(text, len, db->nfields, w.shown, w.fields.data()) != db->nfields) return kCaller;
+  return w.test(w.ctx, w.fields.data());
+}
+
+int visit(void* p, const uint8_t* key, int len, int32_t data) {
+  Walk& w = *static_cast<Walk*>(p);
+  if (len < 1 || key[0] != static_cast<uint8_t>(w.index->number)) {
+    w.verdict = kEnd;
+    return 1;
+  }
+  const int r = test_record(w, data);
+  if (r == 0) return 0;
+  w.verdict = r;
+  return 1;
+}
+
+// ifindwhere's result for the test's answer.
+int result_of(int verdict) { return verdict == 1 ? 1 : verdict == 2 ? 0 : 2; }
+
+}  // namespace
+
+int ifindwhere(IsamDb* db, IsamIndex* index, int forward, IsamRowTest test, void* ctx, int bufsize,
+               int shown) {
+  // The first step is an ordinary one: it knows every state the index can be in.
+  int rc = forward ? ifindnext(db, index) : ifindprev(db, index);
+  if (rc != 1) return rc;
+  if (index->number == 0 || index->cursor == nullptr || test == nullptr || bufsize < 1) return 2;
+  if (shown < 0 || shown > db->nfields) shown = db->nfields;
+  Walk w{db, index, test, ctx, bufsize, shown, std::vector<const char*>(static_cast<size_t>(db->nfields))};
+  int32_t offset = 0;
+  if (cbcurr(index->cursor, &offset) != 1) return 2;  // igetrec will say what is wrong
+  const int first = test_record(w, offset);
+  if (first != 0) return result_of(first);
+  rc = cbscan(index->cursor, forward, visit, &w);
+  const int end = forward ? -3 : -2;
+  if (rc == 1) {
+    if (w.verdict == kEnd) {
+      index->position_status = end;
+      return end;
+    }
+    return result_of(w.verdict);
+  }
+  if (rc == -2 || rc == -3) {
+    index->position_status = end;
+    return end;
+  }
+  isam_errno = kIsamCbt;
+  return -1;
+}
+
+}  // namespace kyt
