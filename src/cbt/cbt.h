@@ -94,8 +94,11 @@ int cbkeylen(CbCursor* c, int* len);
 // Moves like cbnext (forward) or cbprev, entry after entry, showing each entry reached to
 // `visit` (its key bytes are valid only during the call), and stops on the first entry for
 // which `visit` answers non-zero: 1 there, or the state -2 / -3 past the end, -1 on failure.
-// A leaf is pinned once for all its entries. `visit` must not call into this layer.
-using CbVisit = int (*)(void* ctx, const uint8_t* key, int len, int32_t data);
+// A leaf is pinned once for all its entries. `visit` must not call into this layer. `ahead`
+// is the data of the entry kCbAhead places further on in the same leaf (0 when there is
+// none), for the visitor to prepare what it will need then.
+constexpr int kCbAhead = 12;
+using CbVisit = int (*)(void* ctx, const uint8_t* key, int len, int32_t data, int32_t ahead);
 int cbscan(CbCursor* c, int forward, CbVisit visit, void* ctx);
 // 2 found, 3 positioned on the next greater entry (its data returned), -3 none greater.
 int cbfind(CbCursor* c, const void* key, int len, int32_t* data);

@@ -847,7 +847,9 @@ int cbscan(CbCursor* c, int forward, CbVisit visit, void* ctx) {
       const int count = nd_count(n.p);
       for (int i = c->index; forward ? i < count : i >= 0; forward ? ++i : --i) {
         c->index = i;
-        if (visit(ctx, e_key(n.p, i), e_klen(n.p, i), e_data(n.p, i)) != 0) return 1;
+        const int later = forward ? i + kCbAhead : i - kCbAhead;
+        const int32_t ahead = later >= 0 && later < count ? e_data(n.p, later) : 0;
+        if (visit(ctx, e_key(n.p, i), e_klen(n.p, i), e_data(n.p, i), ahead) != 0) return 1;
       }
     }
     // On the leaf's last (first) entry: the ordinary move crosses to the next leaf.

@@ -6,38 +6,64 @@
 namespace kyt {
 
 namespace {
-int64_t g_pages = 0;  // pages held by every cache of the process
+int64_t g_pages = 0;                          // pages held by every cache of the process
+int64_t g_budget = DataCache::kMaxPages;
 }  // namespace
 
+void DataCache::set_budget(int64_t pages) { g_budget = pages; }
+
+void DataCache::drop(Page& p) {
+  p.bytes.reset();
+  p.valid = 0;
+  p.used = false;
+  --held_;
+  --g_pages;
+}
+
 void DataCache::clear() {
-  g_pages -= static_cast<int64_t>(pages_.size());
+  g_pages -= held_;
+  held_ = 0;
   pages_.clear();
-  index_.clear();
+  hand_ = 0;
+}
+
+bool DataCache::give_back_one() {
+  if (held_ == 0) return false;
+  // Two rounds at most: the first clears every `used` mark it passes.
+  for (size_t step = 0; step < 2 * pages_.size(); ++step) {
+    if (hand_ >= pages_.size()) hand_ = 0;
+    Page& p = pages_[hand_++];
+    if (p.bytes == nullptr) continue;
+    if (p.used) {
+      p.used = false;
+      continue;
+    }
+    drop(p);
+    return true;
+  }
+  return false;
 }
 
 DataCache::Page* DataCache::page(platform::File& file, int64_t no, int64_t end) {
-  // Records read in index order mostly follow each other in the file.
-  if (!pages_.empty() && pages_.front().no == no) return &pages_.front();
-  auto it = index_.find(no);
-  if (it != index_.end()) {
-    pages_.splice(pages_.begin(), pages_, it->second);
-    return &pages_.front();
+  if (no < static_cast<int64_t>(pages_.size()) && pages_[static_cast<size_t>(no)].bytes != nullptr) {
+    Page& p = pages_[static_cast<size_t>(no)];
+    p.used = true;
+    return &p;
   }
   const int64_t start = no * kPageSize;
   const int64_t valid = end - start < kPageSize ? end - start : kPageSize;
   if (valid <= 0) return nullptr;
-  if (g_pages >= kMaxPages) {
-    if (pages_.empty()) return nullptr;  // over the budget: read past the cache
-    index_.erase(pages_.back().no);
-    pages_.pop_back();
-    --g_pages;
-  }
-  Page p{no, valid, std::make_unique<unsigned char[]>(kPageSize)};
-  if (file.read_at(p.bytes.get(), static_cast<size_t>(valid), start) != valid) return nullptr;
-  pages_.push_front(std::move(p));
-  index_[no] = pages_.begin();
+  if (g_pages >= g_budget && !give_back_one()) return nullptr;  // over the budget: past the cache
+  auto bytes = std::make_unique<unsigned char[]>(kPageSize);
+  if (file.read_at(bytes.get(), static_cast<size_t>(valid), start) != valid) return nullptr;
+  if (no >= static_cast<int64_t>(pages_.size())) pages_.resize(static_cast<size_t>(no) + 1);
+  Page& p = pages_[static_cast<size_t>(no)];
+  p.bytes = std::move(bytes);
+  p.valid = valid;
+  p.used = true;
+  ++held_;
   ++g_pages;
-  return &pages_.front();
+  return &p;
 }
 
 int64_t DataCache::read(platform::File& file, void* buf, size_t n, int64_t offset, int64_t end) {
@@ -48,12 +74,13 @@ int64_t DataCache::read(platform::File& file, void* buf, size_t n, int64_t offse
   while (done < static_cast<int64_t>(n)) {
     const int64_t at = offset + done;
     if (at >= end) break;
-    Page* p = page(file, at / kPageSize, end);
+    const int64_t no = at / kPageSize;
+    Page* p = page(file, no, end);
     if (p == nullptr) {
       const int64_t got = file.read_at(out + done, n - static_cast<size_t>(done), at);
       return got < 0 ? (done > 0 ? done : -1) : done + got;
     }
-    const int64_t in = at - p->no * kPageSize;
+    const int64_t in = at - no * kPageSize;
     int64_t take = p->valid - in;
     if (take <= 0) break;
     if (take > static_cast<int64_t>(n) - done) take = static_cast<int64_t>(n) - done;
@@ -73,21 +100,28 @@ const unsigned char* DataCache::view(platform::File& file, int64_t offset, size_
   return p->bytes.get() + in;
 }
 
+void DataCache::prefetch(int64_t offset) const {
+  const int64_t no = offset / kPageSize;
+  if (offset < 0 || no >= static_cast<int64_t>(pages_.size())) return;
+  const unsigned char* b = pages_[static_cast<size_t>(no)].bytes.get();
+  if (b == nullptr) return;
+  const int64_t in = offset - no * kPageSize;
+  // A short record: the length word and the next two cache lines.
+  for (int64_t at = in; at < in + 192 && at < kPageSize; at += 64) __builtin_prefetch(b + at);
+}
+
 void DataCache::wrote(const void* buf, size_t n, int64_t offset) {
   const auto* in = static_cast<const unsigned char*>(buf);
   const int64_t stop = offset + static_cast<int64_t>(n);
   for (int64_t no = offset / kPageSize; no * kPageSize < stop; ++no) {
-    auto it = index_.find(no);
-    if (it == index_.end()) continue;
-    Page& p = *it->second;
+    if (no >= static_cast<int64_t>(pages_.size())) break;
+    Page& p = pages_[static_cast<size_t>(no)];
+    if (p.bytes == nullptr) continue;
     const int64_t start = no * kPageSize;
     const int64_t from = offset > start ? offset : start;
     const int64_t to = stop < start + kPageSize ? stop : start + kPageSize;
     if (from - start > p.valid) {
-      // A write past the valid end of the last page: drop the page rather than guess the gap.
-      g_pages -= 1;
-      pages_.erase(it->second);
-      index_.erase(it);
+      drop(p);  // a write past the valid end of the last page: drop it rather than guess the gap
       continue;
     }
     std::memcpy(p.bytes.get() + (from - start), in + (from - offset), static_cast<size_t>(to - from));

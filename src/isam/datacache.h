@@ -5,15 +5,16 @@
 // bytes. Every write to the data file passes through the cache (write-through), so a page in
 // memory never differs from the file: nobody else writes the file while it is open and
 // locked. All databases of the process share one budget of pages; a database over it gives
-// up its least recently used page, one without pages reads past the cache.
+// up a page it has not used lately (a clock sweep over its pages), one without pages reads
+// past the cache. Pages are found by number in a table as long as the file has pages, so
+// that records read in index order, scattered over the file, cost one lookup each.
 #ifndef KYT_ISAM_DATACACHE_H
 #define KYT_ISAM_DATACACHE_H
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <memory>
-#include <unordered_map>
+#include <vector>
 
 #include "platform/platform.h"
 
@@ -35,20 +36,28 @@ class DataCache {
   // be); nullptr when they cross a page end, lie past `end`, or the cache cannot hold the
   // page. The pointer is valid until the next call on this cache.
   const unsigned char* view(platform::File& file, int64_t offset, size_t n, int64_t end);
+  // Asks the processor to fetch the bytes at `offset` if their page is held (a hint only).
+  void prefetch(int64_t offset) const;
   // Takes note of bytes written to the file.
   void wrote(const void* buf, size_t n, int64_t offset);
   void clear();
 
+ // The process budget in pages (kMaxPages unless a test narrows it).
+  static void set_budget(int64_t pages);
+
  private:
   struct Page {
-    int64_t no;
-    int64_t valid;  // bytes of the page that hold file data
-    std::unique_ptr<unsigned char[]> bytes;
+    std::unique_ptr<unsigned char[]> bytes;  // null: not held
+    int64_t valid = 0;                       // bytes of the page that hold file data
+    bool used = false;                       // looked at since the clock hand last passed
   };
   Page* page(platform::File& file, int64_t no, int64_t end);
+  bool give_back_one();
+  void drop(Page& p);
 
-  std::list<Page> pages_;  // most recently used first
-  std::unordered_map<int64_t, std::list<Page>::iterator> index_;
+  std::vector<Page> pages_;  // by page number
+  int64_t held_ = 0;         // pages_ entries with bytes
+  size_t hand_ = 0;          // the clock hand
 };
 
 }  // namespace kyt

@@ -39,8 +39,10 @@ int test_record(Walk& w, int32_t offset) {
   return w.test(w.ctx, w.fields.data());
 }
 
-int visit(void* p, const uint8_t* key, int len, int32_t data) {
+int visit(void* p, const uint8_t* key, int len, int32_t data, int32_t ahead) {
   Walk& w = *static_cast<Walk*>(p);
+  // Records in index order lie anywhere in the file: fetch the one coming up meanwhile.
+  if (ahead != 0) w.db->cache.prefetch(ahead);
   if (len < 1 || key[0] != static_cast<uint8_t>(w.index->number)) {
     w.verdict = kEnd;
     return 1;

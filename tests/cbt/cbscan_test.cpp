@@ -21,7 +21,7 @@ struct StopAt {
   std::vector<int32_t> seen;
 };
 
-int stop_at(void* ctx, const uint8_t* key, int len, int32_t data) {
+int stop_at(void* ctx, const uint8_t* key, int len, int32_t data, int32_t) {
   auto* s = static_cast<StopAt*>(ctx);
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(key), static_cast<size_t>(len)),
             "k" + std::to_string(data % 1000));

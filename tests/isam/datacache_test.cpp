@@ -12,7 +12,15 @@
 namespace kyt {
 namespace {
 
-TEST(DataCache, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
+// With the whole budget, a budget of three pages (pages are given back all the time) and
+// none (everything reads past the cache).
+class DataCacheBudget : public ::testing::TestWithParam<int64_t> {
+ protected:
+  void SetUp() override { DataCache::set_budget(GetParam()); }
+  void TearDown() override { DataCache::set_budget(DataCache::kMaxPages); }
+};
+
+TEST_P(DataCacheBudget, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
   test::TempDir dir;
   const std::string path = dir.file("data");
   platform::File f;
@@ -27,7 +35,7 @@ TEST(DataCache, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
     const int64_t end = static_cast<int64_t>(model.size());
     const int64_t at = static_cast<int64_t>(rng() % (end + 10));
     const size_t n = rng() % 3 == 0 ? rng() % 9000 : rng() % 600;
-    switch (rng() % 3) {
+    switch (rng() % 4) {
       case 0: {  // read
         int64_t got = cache.read(f, buf.data(), n, at, end);
         int64_t want = at >= end ? 0 : std::min<int64_t>(static_cast<int64_t>(n), end - at);
@@ -45,12 +53,30 @@ TEST(DataCache, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
         model.replace(static_cast<size_t>(w), bytes.size(), bytes);
         break;
       }
+      case 2: {  // a look in place: within one page, or refused
+        const int64_t end = static_cast<int64_t>(model.size());
+        const size_t len = rng() % 200;
+        const unsigned char* p = cache.view(f, at, len, end);
+        const bool one_page = at / DataCache::kPageSize == (at + static_cast<int64_t>(len) - 1) / DataCache::kPageSize;
+        if (at + static_cast<int64_t>(len) > end || (len > 0 && !one_page)) {
+          ASSERT_EQ(p, nullptr) << i;
+        } else if (GetParam() == DataCache::kMaxPages) {
+          ASSERT_NE(p, nullptr) << i;
+        }
+        if (p != nullptr) {
+          ASSERT_EQ(std::string(reinterpret_cast<const char*>(p), len), model.substr(static_cast<size_t>(at), len)) << i;
+        }
+        cache.prefetch(at);  // a hint: harmless anywhere, also past the end
+        break;
+      }
       default:
         if (rng() % 50 == 0) cache.clear();
         break;
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Budgets, DataCacheBudget, ::testing::Values(DataCache::kMaxPages, 3, 0));
 
 }  // namespace
 }  // namespace kyt
