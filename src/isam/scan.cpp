@@ -1,6 +1,7 @@
 // scan: walking an index to the next record a test accepts. Records the test skips are
 // looked at where they lie in the data file's page cache, through the index tree's leaves
 // one at a time, instead of being copied out one call each.
+#include <algorithm>
 #include <vector>
 
 #include "isam/isam_impl.h"
@@ -19,7 +20,7 @@ struct Walk {
   void* ctx;
   int bufsize;
   int shown;  // leading fields the test reads
-  std::vector<const char*> fields;
+  const char** fields;
   int verdict = 0;
 };
 
@@ -35,8 +36,8 @@ int test_record(Walk& w, int32_t offset) {
   const unsigned char* body = db->cache.view(db->data, offset + 4, static_cast<size_t>(len), db->data_end);
   if (body == nullptr) return kCaller;
   const char* text = reinterpret_cast<const char*>(body);
-  if (I_split_prefix(text, len, db->nfields, w.shown, w.fields.data()) != db->nfields) return kCaller;
-  return w.test(w.ctx, w.fields.data());
+  if (I_split_prefix(text, len, db->nfields, w.shown, w.fields) != db->nfields) return kCaller;
+  return w.test(w.ctx, w.fields);
 }
 
 int visit(void* p, const uint8_t* key, int len, int32_t data, int32_t ahead) {
@@ -65,7 +66,11 @@ int ifindwhere(IsamDb* db, IsamIndex* index, int forward, IsamRowTest test, void
   if (rc != 1) return rc;
   if (index->number == 0 || index->cursor == nullptr || test == nullptr || bufsize < 1) return 2;
   if (shown < 0 || shown > db->nfields) shown = db->nfields;
-  Walk w{db, index, test, ctx, bufsize, shown, std::vector<const char*>(static_cast<size_t>(db->nfields))};
+  // One list of field pointers serves every walk of the process (walks do not nest).
+  static std::vector<const char*> fields;
+  if (fields.size() < static_cast<size_t>(db->nfields)) fields.resize(static_cast<size_t>(db->nfields));
+  std::fill(fields.begin(), fields.end(), nullptr);
+  Walk w{db, index, test, ctx, bufsize, shown, fields.data()};
   int32_t offset = 0;
   if (cbcurr(index->cursor, &offset) != 1) return 2;  // igetrec will say what is wrong
   const int first = test_record(w, offset);

@@ -104,7 +104,14 @@ State& st() {
   return s;
 }
 
+// "CURS_%02d"; every fetch asks for it, so the slot numbers are written without printf.
 std::string cursor_key(int32_t id) {
+  if (id >= 0 && id < 100) {
+    std::string key = "CURS_00";
+    key[5] = static_cast<char>('0' + id / 10);
+    key[6] = static_cast<char>('0' + id % 10);
+    return key;
+  }
   char key[16];
   std::snprintf(key, sizeof key, "CURS_%02d", static_cast<int>(id));
   return key;

@@ -211,7 +211,8 @@ void Scanner::next(Token* t) {
       uint8_t bit = d_ == Dialect::kInterface ? kI : kP;
       for (uint8_t k = 0; k < ix.count[wlen]; ++k) {
         const Keyword* kw = ix.by_len[wlen][k];
-        if ((kw->dialects & bit) == 0 || std::memcmp(kw->word, buf_, wlen) != 0) continue;
+        if (kw->word[0] != buf_[0] || (kw->dialects & bit) == 0 || std::memcmp(kw->word, buf_, wlen) != 0)
+          continue;
         if (kw->kind == kCHARP || kw->kind == kVALUESP) {
           if (j >= n || s_[j] != '(') break;  // without its parenthesis the word is a name
           ++j;
