@@ -104,14 +104,15 @@ int32_t irecoffset(IsamDb* db, IsamIndex* index);
 // lie (valid only during the call) and answers 0 skip, 1 take, 2 stop.
 using IsamRowTest = int (*)(void* ctx, const char* const* fields);
 // Moves like ifindnext (forward) or ifindprev, record after record, until the test answers
-// non-zero: 1 on a record it took, 0 on one where it stopped, 2 on a record it could not be
-// shown (one crossing a cache page, too long for `bufsize`, damaged, or every record of
-// the physical index): the caller reads it with igetrec and tests it itself. The end states
-// -2 / -3 and -1 as ifindnext. Records are shown as igetrec with a buffer of `bufsize` would
-// deliver them, but only their first `shown` fields are set (all of them when `shown` is
-// negative or more than the record has).
-int ifindwhere(IsamDb* db, IsamIndex* index, int forward, IsamRowTest test, void* ctx, int bufsize,
-               int shown);
+// non-zero: 1 on a record it took, delivered into `fields` and `buf` as igetrec delivers
+// it; 0 on one where it stopped; 2 on a record it could not be shown (one crossing a cache
+// page, too long for `bufsize`, damaged, or every record of the physical index): the
+// caller reads it with igetrec and tests it itself. The end states -2 / -3 and -1 as
+// ifindnext. The test sees records as igetrec with a buffer of `bufsize` would deliver
+// them, but only their first `shown` fields are set (all of them when `shown` is negative
+// or more than the record has).
+int ifindwhere(IsamDb* db, IsamIndex* index, int forward, IsamRowTest test, void* ctx,
+               const char** fields, char* buf, int bufsize, int shown);
 
 // Positions kept by the caller, so that several readers can share one index: a position
 // saved from an index (before its first entry, after its last, on an entry, or on what

@@ -22,6 +22,7 @@ struct Walk {
   int shown;  // leading fields the test reads
   const char** fields;
   int verdict = 0;
+  int32_t offset = 0;  // of the record the walk stopped on
 };
 
 // The test's answer for the record at `offset`, or kCaller when it cannot be shown in
@@ -51,45 +52,53 @@ int visit(void* p, const uint8_t* key, int len, int32_t data, int32_t ahead) {
   const int r = test_record(w, data);
   if (r == 0) return 0;
   w.verdict = r;
+  w.offset = data;
   return 1;
 }
 
-// ifindwhere's result for the test's answer.
-int result_of(int verdict) { return verdict == 1 ? 1 : verdict == 2 ? 0 : 2; }
-
 }  // namespace
 
-int ifindwhere(IsamDb* db, IsamIndex* index, int forward, IsamRowTest test, void* ctx, int bufsize,
-               int shown) {
-  // The first step is an ordinary one: it knows every state the index can be in.
-  int rc = forward ? ifindnext(db, index) : ifindprev(db, index);
-  if (rc != 1) return rc;
-  if (index->number == 0 || index->cursor == nullptr || test == nullptr || bufsize < 1) return 2;
+int ifindwhere(IsamDb* db, IsamIndex* index, int forward, IsamRowTest test, void* ctx,
+               const char** fields, char* buf, int bufsize, int shown) {
+  if (isam_check_handles(db, index) != 1) return -1;
+  const bool keyed = index->number != 0 && index->cursor != nullptr;
+  if (!keyed || test == nullptr || fields == nullptr || buf == nullptr || bufsize < 1) {
+    const int rc = forward ? ifindnext(db, index) : ifindprev(db, index);
+    return rc == 1 ? 2 : rc;
+  }
   if (shown < 0 || shown > db->nfields) shown = db->nfields;
   // One list of field pointers serves every walk of the process (walks do not nest).
-  static std::vector<const char*> fields;
-  if (fields.size() < static_cast<size_t>(db->nfields)) fields.resize(static_cast<size_t>(db->nfields));
-  std::fill(fields.begin(), fields.end(), nullptr);
-  Walk w{db, index, test, ctx, bufsize, shown, fields.data()};
-  int32_t offset = 0;
-  if (cbcurr(index->cursor, &offset) != 1) return 2;  // igetrec will say what is wrong
-  const int first = test_record(w, offset);
-  if (first != 0) return result_of(first);
-  rc = cbscan(index->cursor, forward, visit, &w);
-  const int end = forward ? -3 : -2;
-  if (rc == 1) {
-    if (w.verdict == kEnd) {
+  static std::vector<const char*> shown_fields;
+  if (shown_fields.size() < static_cast<size_t>(db->nfields)) shown_fields.resize(static_cast<size_t>(db->nfields));
+  std::fill(shown_fields.begin(), shown_fields.end(), nullptr);
+  Walk w{db, index, test, ctx, bufsize, shown, shown_fields.data()};
+  int verdict = 0;
+  if (index->position_status != 1 || index->pending_next) {
+    // From an edge, or from a vanished record, the first step is an ordinary one: it knows
+    // every state the index can be in.
+    const int rc = forward ? ifindnext(db, index) : ifindprev(db, index);
+    if (rc != 1) return rc;
+    if (cbcurr(index->cursor, &w.offset) != 1) return 2;  // igetrec will say what is wrong
+    verdict = test_record(w, w.offset);
+  }
+  if (verdict == 0) {
+    const int rc = cbscan(index->cursor, forward, visit, &w);
+    const int end = forward ? -3 : -2;
+    if (rc == -2 || rc == -3 || (rc == 1 && w.verdict == kEnd)) {
       index->position_status = end;
       return end;
     }
-    return result_of(w.verdict);
+    if (rc != 1) {
+      isam_errno = kIsamCbt;
+      return -1;
+    }
+    verdict = w.verdict;
   }
-  if (rc == -2 || rc == -3) {
-    index->position_status = end;
-    return end;
+  if (verdict == 1) {
+    // Taken: delivered as igetrec delivers it (the bytes were just looked at in place).
+    return I_readrec(db, w.offset, fields, buf, bufsize) == 1 ? 1 : -1;
   }
-  isam_errno = kIsamCbt;
-  return -1;
+  return verdict == 2 ? 0 : 2;
 }
 
 }  // namespace kyt

@@ -463,16 +463,17 @@ int32_t Scan::next() {
     if (r != RC_OK) return r;
     // Rows are judged where they lie; only a row taken (or one that cannot be judged in
     // place) is read out.
-    const int rc =
-        ifindwhere(t_->db, index_, !backward_, &Scan::judge, this, static_cast<int>(buf_.size()), shown_);
+    const int rc = ifindwhere(t_->db, index_, !backward_, &Scan::judge, this, fields_.data(), buf_.data(),
+                              static_cast<int>(buf_.size()), shown_);
     if (rc == -2 || rc == -3 || rc == 0) {
       done_ = true;
       return 0;
     }
-    if (rc != 1 && rc != 2) return isam_error(backward_ ? "ifindprev" : "ifindnext", t_);
+    if (rc == 1) return 1;
+    if (rc != 2) return isam_error(backward_ ? "ifindprev" : "ifindnext", t_);
     r = read_current();
     if (r != RC_OK) return r;
-    const int verdict = rc == 1 ? 1 : judge(this, fields_.data());
+    const int verdict = judge(this, fields_.data());
     if (verdict == 1) return 1;
     if (verdict == 2) {
       done_ = true;
