@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <limits>
 
 #include "sql/status.h"
@@ -123,7 +124,31 @@ bool compare(Operand& a, Operand& b, int* result) {
   return true;
 }
 
+// The common test of a scan, a text column equal (or not) to a text: decided on the field's
+// bytes without measuring it first. False when the shape is another one.
+bool text_equality(const EXPR* e, const RowView& row, bool* equal) {
+  const EXPR* col = e->left;
+  const EXPR* val = e->right;
+  if (!(col->flags & kExprColumn)) std::swap(col, val);
+  if (!(col->flags & kExprColumn) || !(val->flags & kExprValue) || col->col.p_col == nullptr ||
+      is_numeric_type(col->col.p_col->type) || val->value.null_ind != 0 || val->value.type != kTypeChar) {
+    return false;
+  }
+  const char* f = row.fields[col->col.p_col->colno - 1];
+  const size_t n = static_cast<size_t>(val->value.len);
+  const char* v = val->value.val.s;
+  if (f == nullptr || v == nullptr || val->value.len < 0 || std::memchr(v, '\0', n) != nullptr) return false;
+  // strncmp stops at the field's end, so f[n] is only read when the field is that long.
+  *equal = std::strncmp(f, v, n) == 0 && f[n] == '\0';
+  return true;
+}
+
 bool eval_compare(const EXPR* e, const RowView& row) {
+  const uint32_t op = e->flags & kExprCompare;
+  bool equal = false;
+  if ((op == kExprEq || op == kExprNe) && !(e->flags & kExprLike) && text_equality(e, row, &equal)) {
+    return op == kExprEq ? equal : !equal;
+  }
   Operand a, b;
   operand_of(e->left, row, &a);
   operand_of(e->right, row, &b);
