@@ -374,6 +374,10 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
     return nullptr;
   }
   uint32_t size = rd32(word);
+  // The lock keeps every other writer out and the layer never shortens a file, so blocks
+  // may be read through a mapping. A file opened read-only is not locked: another process
+  // may empty it (cbcreate), so it is read by system call only.
+  if (!readonly) bf->file.map_reads();
   if (size > static_cast<uint32_t>(pool->bufsize)) {
     BP_TRACE("open_bfile : blocksize %u > buffer size %d", size, pool->bufsize);
     delete bf;
@@ -977,6 +981,16 @@ CbCursor* cbcreate(const char* name, CbCompare cmp, int blksize) {
     return nullptr;
   };
   {
+    // A file whose header lock another open holds, in this process or another, is left
+    // as it is: emptying it would pull its blocks from under that open, which may be
+    // reading them through a mapping. The caller sees what the lock failure of open_bfile
+    // below always gave it. The probe keeps the lock until the file is made anew.
+    platform::File held;
+    if (held.open(name, platform::OpenMode::kReadWrite) && !held.lock_header()) {
+      BP_TRACE("open_bfile : open or lock of %s failed", name);
+      bp_errno = 4;
+      return fail(kCbErrOpen, 2);
+    }
     platform::File f;
     if (!f.open(name, platform::OpenMode::kCreate)) {
       BP_TRACE("cbcreate : cannot create %s", name);

@@ -288,6 +288,12 @@ TEST(CbtLockChild, OpenFailsWhileAnotherProcessHoldsTheFile) {
   EXPECT_EQ(cbopen(name.c_str(), nullptr), nullptr);
   EXPECT_EQ(bp_errno, 4);
   EXPECT_EQ(cb_errcode, 2);
+  // Nor may it make the file anew under the holder.
+  const int64_t size = platform::file_size(name.c_str());
+  EXPECT_EQ(cbcreate(name.c_str(), nullptr, 256), nullptr);
+  EXPECT_EQ(bp_errno, 4);
+  EXPECT_EQ(cb_errcode, 2);
+  EXPECT_EQ(platform::file_size(name.c_str()), size);
   cb_reset_for_tests();
 }
 
@@ -296,11 +302,19 @@ TEST_F(CbtFile, SecondProcessCannotOpen) {
   const std::string name = path("shared.cbt");
   CbCursor* c = cbcreate(name.c_str(), nullptr, 256);
   ASSERT_NE(c, nullptr);
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(cbinsert(c, &i, sizeof i, i, 1), 1);
+  ASSERT_EQ(cbflush(c), 1);
   ASSERT_TRUE(platform::set_env("KYT_CBT_LOCK_CHILD", name.c_str()));
   int rc = platform::run_process({platform::executable_path(), "--gtest_filter=CbtLockChild.*",
                                   "--gtest_brief=1"});
   platform::set_env("KYT_CBT_LOCK_CHILD", nullptr);
   EXPECT_EQ(rc, 0);
+  // The child's attempts left the tree whole, on disk as in the pool.
+  ASSERT_EQ(cbclose(c), 1);
+  c = cbopen(name.c_str(), nullptr);
+  ASSERT_NE(c, nullptr);
+  int32_t d = 0;
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(cbfind(c, &i, sizeof i, &d), 2) << i;
   EXPECT_EQ(cbclose(c), 1);
 }
 
