@@ -3,6 +3,7 @@
 #include "cbt/bufpool.h"
 
 #include <cstdlib>
+#include <memory>
 #include <new>
 
 #include "runtime/trace.h"
@@ -61,6 +62,9 @@ struct BFile {
   Pool* pool = nullptr;
   int blksize = 0;
   bool readonly = false;  // opened for reading only, unlocked; never written
+  // Block 0 as read with the block size at open, for the header read that follows at
+  // once; dropped by the first block operation on the file, whichever it is.
+  std::unique_ptr<uint8_t[]> block0;
 };
 
 namespace {
@@ -347,6 +351,11 @@ int free_pool(Pool* p) {
 
 // ---- block files ----
 
+namespace {
+// Most read at open: block 0 of a file with blocks up to this size comes with the word.
+constexpr int kFirstRead = 16384;
+}  // namespace
+
 BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   if (!pool_member(pool)) {
     BP_TRACE("open_bfile : not member (pool)!");
@@ -366,14 +375,27 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
     bp_errno = 4;
     return nullptr;
   }
-  uint8_t word[4];
-  if (readblk(&bf->file, 0, 4, word) != 1) {
+  // The block size is the file's first word; one read takes block 0 with it, since the
+  // header is read next (a short file yields what it has: at least the word is needed).
+  const size_t want = static_cast<size_t>(pool->bufsize < kFirstRead ? pool->bufsize : kFirstRead);
+  std::unique_ptr<uint8_t[]> first(new (std::nothrow) uint8_t[want]);
+  if (first == nullptr) {
+    delete bf;
+    bp_errno = 2;
+    return nullptr;
+  }
+  const int64_t got = bf->file.read_at(first.get(), want, 0);
+  if (got < 4) {
     BP_TRACE("open_bfile : readblk failed");
     delete bf;
     bp_errno = 4;
     return nullptr;
   }
-  uint32_t size = rd32(word);
+  uint32_t size = rd32(first.get());
+  // The lock keeps every other writer out and the layer never shortens a file, so blocks
+  // may be read through a mapping. A file opened read-only is not locked: another process
+  // may empty it (cbcreate), so it is read by system call only.
+  if (!readonly) bf->file.map_reads();
   if (size > static_cast<uint32_t>(pool->bufsize)) {
     BP_TRACE("open_bfile : blocksize %u > buffer size %d", size, pool->bufsize);
     delete bf;
@@ -387,6 +409,7 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
     return nullptr;
   }
   bf->blksize = static_cast<int>(size);
+  if (got >= static_cast<int64_t>(size)) bf->block0 = std::move(first);
   bf->pool = pool;
   bf->next = st().bfiles;
   st().bfiles = bf;
@@ -485,6 +508,7 @@ int bfile_blksize(const BFile* bf) { return bf->blksize; }
 uint8_t* get_blk(BFile* bf, uint32_t blkno) {
   Pool* p = member_pool(bf, "getblk");
   if (p == nullptr) return nullptr;
+  const std::unique_ptr<uint8_t[]> first = std::move(bf->block0);
   Buf* b = index_find(p, bf, blkno);
   if (b == nullptr) {
     b = empty_rec(p);
@@ -493,7 +517,9 @@ uint8_t* get_blk(BFile* bf, uint32_t blkno) {
       bp_errno = 3;
       return nullptr;
     }
-    if (readblk(&bf->file, blkno, bf->blksize, b->data) != 1) {
+    if (blkno == 0 && first != nullptr) {
+      std::memcpy(b->data, first.get(), static_cast<size_t>(bf->blksize));
+    } else if (readblk(&bf->file, blkno, bf->blksize, b->data) != 1) {
       BP_TRACE("getblk : readblk failed !");
       bp_errno = 4;
       return nullptr;
@@ -514,6 +540,7 @@ uint8_t* get_blk(BFile* bf, uint32_t blkno) {
 uint8_t* new_blk(BFile* bf, uint32_t blkno) {
   Pool* p = member_pool(bf, "new_blk");
   if (p == nullptr) return nullptr;
+  bf->block0.reset();
   Buf* b = empty_rec(p);
   if (b == nullptr) {
     BP_TRACE("new_blk : empty_rec failed !");
@@ -647,6 +674,7 @@ int read_header(TreeFile* tf) {
     return -1;
   }
   tf->fill.clear();
+  tf->header_on_disk = true;
   tf->blksize = w[0];
   tf->root = w[1];
   tf->last_blk = w[2];
@@ -667,12 +695,26 @@ int store_header(TreeFile* tf, bool fresh, const char* who, int concode) {
     set_err(fresh ? kCbErrNewBlk : kCbErrPutBlk, concode);
     return -1;
   }
-  header_to(tf, h);
+  uint8_t words[32];
+  header_to(tf, words);
+  // The buffer of block 0 is never left dirty, so while the file is known to hold the
+  // header, equal words mean an equal block: writing it would change nothing.
+  if (!fresh && tf->header_on_disk && std::memcmp(h, words, sizeof words) == 0) {
+    if (rlse_blk(tf->bf, h) != 1) {
+      BP_TRACE("%s : put_blk failed !", who);
+      set_err(kCbErrPutBlk, concode);
+      return -1;
+    }
+    return 1;
+  }
+  std::memcpy(h, words, sizeof words);
+  tf->header_on_disk = false;  // until the write is known to have succeeded
   if (put_blk(tf->bf, h, 1) != 1) {
     BP_TRACE("%s : put_blk failed !", who);
     set_err(kCbErrPutBlk, concode);
     return -1;
   }
+  tf->header_on_disk = true;
   return 1;
 }
 
@@ -977,6 +1019,16 @@ CbCursor* cbcreate(const char* name, CbCompare cmp, int blksize) {
     return nullptr;
   };
   {
+    // A file whose header lock another open holds, in this process or another, is left
+    // as it is: emptying it would pull its blocks from under that open, which may be
+    // reading them through a mapping. The caller sees what the lock failure of open_bfile
+    // below always gave it. The probe keeps the lock until the file is made anew.
+    platform::File held;
+    if (held.open(name, platform::OpenMode::kReadWrite) && !held.lock_header()) {
+      BP_TRACE("open_bfile : open or lock of %s failed", name);
+      bp_errno = 4;
+      return fail(kCbErrOpen, 2);
+    }
     platform::File f;
     if (!f.open(name, platform::OpenMode::kCreate)) {
       BP_TRACE("cbcreate : cannot create %s", name);

@@ -81,6 +81,9 @@ struct TreeFile {
   // Fill of the node blocks by block number, so that a merge or shift test can rule out a
   // neighbour that cannot take part without reading it. Empty for block sizes above 65535.
   std::vector<NodeFill> fill;
+  // Block 0 in the file holds the header words as they were last read or written, so a
+  // flush that would write the same bytes again can leave the file alone.
+  bool header_on_disk = false;
 };
 
 // The fill noted for block `blk`; false when it is not known.

@@ -50,10 +50,17 @@ int iaddrec(IsamDb* db, IsamIndex* index, const char* const* values) {
   }
   // Keys first: a key that cannot be built refuses the record before anything is written.
   std::vector<std::string> keys;
+  keys.reserve(static_cast<size_t>(db->nindexes));
+  const std::string* current_key = nullptr;  // the key of `index`, for positioning it
   for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
     if (i->number == 0) continue;
     keys.emplace_back();
     if (I_mkkey(db, i, values, &keys.back()) != 1) return -1;
+  }
+  if (index != nullptr && index->number != 0) {
+    size_t k = 0;
+    for (IsamIndex* i = db->indexes; i != index; i = i->next) k += i->number != 0 ? 1 : 0;
+    current_key = &keys[k];
   }
   const int32_t offset = I_adddata(db, bytes);
   if (offset == 0) {
@@ -81,10 +88,9 @@ int iaddrec(IsamDb* db, IsamIndex* index, const char* const* values) {
     if (index->number == 0) {
       index->current_offset = offset;
     } else {
-      std::string key;
-      I_mkkey(db, index, values, &key);
       int32_t data = offset;
-      if (cbfindrec(index->cursor, key.data(), static_cast<int>(key.size()), &data) != 2) {
+      if (cbfindrec(index->cursor, current_key->data(), static_cast<int>(current_key->size()),
+                    &data) != 2) {
         isam_errno = kIsamCbt;
         return -1;
       }

@@ -66,14 +66,15 @@ IsamDb* open_db(const char* name, bool readonly) {
     isam_errno = kIsamBadName;
     return nullptr;
   }
-  if (!platform::file_exists(data.c_str()) || !platform::file_exists(idx.c_str())) {
+  if (!platform::file_exists(idx.c_str())) {
     isam_errno = kIsamNoFile;
     return nullptr;
   }
   db->readonly = readonly;
+  // The open itself tells whether the data file is there; only a failed open asks.
   if (!db->data.open(data.c_str(),
                      readonly ? platform::OpenMode::kRead : platform::OpenMode::kReadWrite)) {
-    isam_errno = kIsamIo;
+    isam_errno = platform::file_exists(data.c_str()) ? kIsamIo : kIsamNoFile;
     return nullptr;
   }
   if (!readonly && !db->data.lock_header()) {

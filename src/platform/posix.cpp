@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -41,10 +42,47 @@ bool File::open(const char* path, OpenMode mode) {
 }
 
 void File::close() {
+  if (map_ != nullptr) {
+    ::munmap(map_, static_cast<size_t>(map_capacity_));
+    map_ = nullptr;
+  }
+  map_capacity_ = map_valid_ = 0;
+  map_wanted_ = false;
+  unmapped_reads_ = 0;
   if (handle_ != kNoHandle) {
     ::close(static_cast<int>(handle_));
     handle_ = kNoHandle;
   }
+}
+
+namespace {
+// A file read fewer times than this after map_reads is not worth a mapping (a statement
+// that opens a table, reads a few blocks and closes it again).
+constexpr int kMapAfterReads = 64;
+constexpr int64_t kMinMapping = int64_t{1} << 20;
+}  // namespace
+
+void File::map_reads() {
+  if (handle_ != kNoHandle) map_wanted_ = true;
+}
+
+// (Re)maps the file with room for `end` bytes and for growth; false when the system
+// refuses, the old mapping, if any, staying as it was.
+bool File::map_covering(int64_t end) {
+  struct stat st;
+  if (fstat(static_cast<int>(handle_), &st) != 0) return false;
+  if (st.st_size > map_valid_) map_valid_ = st.st_size;
+  int64_t cap = 2 * (end > map_valid_ ? end : map_valid_);
+  if (cap < kMinMapping) cap = kMinMapping;
+  const int64_t page = sysconf(_SC_PAGESIZE) > 0 ? sysconf(_SC_PAGESIZE) : 4096;
+  cap = (cap + page - 1) / page * page;
+  if (static_cast<uint64_t>(cap) > SIZE_MAX / 2) return false;
+  void* m = ::mmap(nullptr, static_cast<size_t>(cap), PROT_READ, MAP_SHARED, static_cast<int>(handle_), 0);
+  if (m == MAP_FAILED) return false;
+  if (map_ != nullptr) ::munmap(map_, static_cast<size_t>(map_capacity_));
+  map_ = m;
+  map_capacity_ = cap;
+  return true;
 }
 
 int64_t File::read(void* buf, size_t n) {
@@ -85,6 +123,18 @@ int64_t File::write(const void* buf, size_t n) {
 
 int64_t File::read_at(void* buf, size_t n, int64_t offset) {
   if (handle_ == kNoHandle || offset < 0) return -1;
+  if (map_wanted_) {
+    const int64_t end = offset + static_cast<int64_t>(n);
+    if (map_ == nullptr && ++unmapped_reads_ >= kMapAfterReads && !map_covering(end)) {
+      map_wanted_ = false;  // the system will not map it: read as before
+    }
+    // Only bytes known to be in the file come from the mapping: touching a mapped page past
+    // the end of the file is a fault, not a short read.
+    if (map_ != nullptr && end <= map_valid_ && (end <= map_capacity_ || map_covering(end))) {
+      std::memcpy(buf, static_cast<const char*>(map_) + offset, n);
+      return static_cast<int64_t>(n);
+    }
+  }
   size_t done = 0;
   char* p = static_cast<char*>(buf);
   while (done < n) {
@@ -96,6 +146,9 @@ int64_t File::read_at(void* buf, size_t n, int64_t offset) {
     }
     if (r == 0) break;
     done += static_cast<size_t>(r);
+  }
+  if (map_wanted_ && offset + static_cast<int64_t>(done) > map_valid_) {
+    map_valid_ = offset + static_cast<int64_t>(done);
   }
   return static_cast<int64_t>(done);
 }
@@ -112,6 +165,9 @@ int64_t File::write_at(const void* buf, size_t n, int64_t offset) {
       return -1;
     }
     done += static_cast<size_t>(w);
+  }
+  if (map_wanted_ && offset + static_cast<int64_t>(n) > map_valid_) {
+    map_valid_ = offset + static_cast<int64_t>(n);
   }
   return static_cast<int64_t>(done);
 }

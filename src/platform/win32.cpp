@@ -154,6 +154,10 @@ bool File::unlock_header() {
   return UnlockFileEx(as_handle(handle_), 0, 4, 0, &ov) != 0;
 }
 
+// Reads stay ReadFile: the mapping fields of File are never set here.
+void File::map_reads() {}
+bool File::map_covering(int64_t) { return false; }
+
 bool remove_file(const char* path) { return DeleteFileA(path) != 0; }
 bool rename_file(const char* from, const char* to) {
   return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0;

@@ -244,9 +244,62 @@ TEST_F(CbtFile, OpenRefusesDamagedOrForeignHeaders) {
   write_file(name, big);
   EXPECT_EQ(cbopen(name.c_str(), nullptr), nullptr);
   EXPECT_EQ(cb_errcode, 13);
+  write_file(name, good.substr(0, 100));  // block 0 cut short: the word alone is not enough
+  EXPECT_EQ(cbopen(name.c_str(), nullptr), nullptr);
+  EXPECT_EQ(cb_errcode, 6);
+  EXPECT_EQ(cb_concode, 7);
   EXPECT_EQ(cbopen(path("none.cbt").c_str(), nullptr), nullptr);
   EXPECT_EQ(cb_errcode, 2);
   EXPECT_EQ(cb_concode, 2);
+}
+
+TEST_F(CbtFile, HeaderBlockIsWrittenWhenItsWordsChangeAndOnlyThen) {
+  ASSERT_EQ(cbinit(64, 1024), 1);  // room for every block: block 0 stays in its buffer
+  const std::string name = path("t.cbt");
+  CbCursor* c = cbcreate(name.c_str(), nullptr, 256);
+  ASSERT_NE(c, nullptr);
+  ASSERT_EQ(insert(c, "first", 1), 1);
+  ASSERT_EQ(cbflush(c), 1);
+  // A byte of block 0 past the header, changed behind the layer's back, shows whether the
+  // block was written again: the layer would put back its own zero.
+  auto mark = [&] {
+    platform::File f;
+    ASSERT_TRUE(f.open(name.c_str(), platform::OpenMode::kReadWrite));
+    ASSERT_EQ(f.write_at("!", 1, 100), 1);
+  };
+  mark();
+  ASSERT_EQ(insert(c, "second", 2), 1);  // same leaf: the header words stay
+  ASSERT_EQ(cbflush(c), 1);
+  std::string h = read_file(name);
+  EXPECT_EQ(h[100], '!');
+  EXPECT_EQ(word(h, 8), 1u);
+  for (int i = 0; i < 40; ++i) ASSERT_EQ(insert(c, "key number " + std::to_string(i), i), 1);
+  ASSERT_EQ(cbflush(c), 1);  // splits grew the file and made a root: written
+  h = read_file(name);
+  EXPECT_EQ(h[100], '\0');
+  const uint32_t last = word(h, 8);
+  const std::string grown = h.substr(0, 32);
+  EXPECT_GT(last, 1u);
+  EXPECT_GE(word(h, 24), 2u);
+  EXPECT_EQ(h.size(), (last + 1) * 256u);
+  mark();
+  ASSERT_EQ(cbclose(c), 1);  // nothing changed since the flush
+  EXPECT_EQ(read_file(name)[100], '!');
+  // A reopened file knows its header as read; a change after that is written on close.
+  c = cbopen(name.c_str(), nullptr);
+  ASSERT_NE(c, nullptr);
+  for (int i = 0; i < 40; ++i) ASSERT_EQ(cbdelete(c, ("key number " + std::to_string(i)).c_str(), 12 + (i > 9), i), 1);
+  ASSERT_EQ(cbclose(c), 1);
+  h = read_file(name);
+  EXPECT_NE(h.substr(0, 32), grown);
+  c = cbopen(name.c_str(), nullptr);
+  ASSERT_NE(c, nullptr);
+  std::string problem;
+  EXPECT_EQ(cbcheck(c, &problem), 1) << problem;
+  int32_t d = 0;
+  EXPECT_EQ(cbfind(c, "second", 6, &d), 2);
+  EXPECT_EQ(d, 2);
+  EXPECT_EQ(cbclose(c), 1);
 }
 
 TEST_F(CbtFile, SharedOpensCloseTheFileWithTheLastCursor) {
@@ -288,6 +341,12 @@ TEST(CbtLockChild, OpenFailsWhileAnotherProcessHoldsTheFile) {
   EXPECT_EQ(cbopen(name.c_str(), nullptr), nullptr);
   EXPECT_EQ(bp_errno, 4);
   EXPECT_EQ(cb_errcode, 2);
+  // Nor may it make the file anew under the holder.
+  const int64_t size = platform::file_size(name.c_str());
+  EXPECT_EQ(cbcreate(name.c_str(), nullptr, 256), nullptr);
+  EXPECT_EQ(bp_errno, 4);
+  EXPECT_EQ(cb_errcode, 2);
+  EXPECT_EQ(platform::file_size(name.c_str()), size);
   cb_reset_for_tests();
 }
 
@@ -296,11 +355,19 @@ TEST_F(CbtFile, SecondProcessCannotOpen) {
   const std::string name = path("shared.cbt");
   CbCursor* c = cbcreate(name.c_str(), nullptr, 256);
   ASSERT_NE(c, nullptr);
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(cbinsert(c, &i, sizeof i, i, 1), 1);
+  ASSERT_EQ(cbflush(c), 1);
   ASSERT_TRUE(platform::set_env("KYT_CBT_LOCK_CHILD", name.c_str()));
   int rc = platform::run_process({platform::executable_path(), "--gtest_filter=CbtLockChild.*",
                                   "--gtest_brief=1"});
   platform::set_env("KYT_CBT_LOCK_CHILD", nullptr);
   EXPECT_EQ(rc, 0);
+  // The child's attempts left the tree whole, on disk as in the pool.
+  ASSERT_EQ(cbclose(c), 1);
+  c = cbopen(name.c_str(), nullptr);
+  ASSERT_NE(c, nullptr);
+  int32_t d = 0;
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(cbfind(c, &i, sizeof i, &d), 2) << i;
   EXPECT_EQ(cbclose(c), 1);
 }
 

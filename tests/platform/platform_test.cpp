@@ -69,6 +69,63 @@ TEST(Platform, HeaderLockExcludesEveryOtherOpen) {
   EXPECT_TRUE(second.unlock_header());
 }
 
+TEST(Platform, MappedReadsSeeEveryWriteAndStopAtTheEnd) {
+  test::TempDir dir;
+  const std::string name = dir.file("mapped.dat");
+  constexpr int kBlock = 8192;
+  std::string block(kBlock, '\0');
+  auto fill = [&](int no, char c) {
+    std::memset(block.data(), c, kBlock);
+    std::memcpy(block.data(), &no, sizeof no);
+  };
+  File f;
+  ASSERT_TRUE(f.open(name.c_str(), OpenMode::kCreate));
+  for (int i = 0; i < 4; ++i) {
+    fill(i, 'a');
+    ASSERT_EQ(f.write_at(block.data(), kBlock, int64_t{i} * kBlock), kBlock);
+  }
+  f.map_reads();
+  std::string got(kBlock, '\0');
+  // Enough reads that the file is mapped (where the system maps at all).
+  for (int round = 0; round < 100; ++round) {
+    ASSERT_EQ(f.read_at(got.data(), kBlock, int64_t{round % 4} * kBlock), kBlock);
+    fill(round % 4, 'a');
+    ASSERT_EQ(got, block);
+  }
+  // A block changed and one appended after the mapping was made are read as written.
+  fill(2, 'b');
+  ASSERT_EQ(f.write_at(block.data(), kBlock, 2 * kBlock), kBlock);
+  ASSERT_EQ(f.read_at(got.data(), kBlock, 2 * kBlock), kBlock);
+  EXPECT_EQ(got, block);
+  fill(4, 'c');
+  ASSERT_EQ(f.write_at(block.data(), kBlock, 4 * kBlock), kBlock);
+  ASSERT_EQ(f.read_at(got.data(), kBlock, 4 * kBlock), kBlock);
+  EXPECT_EQ(got, block);
+  // Past the end a read is short or empty, never a fault.
+  EXPECT_EQ(f.read_at(got.data(), kBlock, 4 * kBlock + 100), kBlock - 100);
+  EXPECT_EQ(f.read_at(got.data(), kBlock, 5 * kBlock), 0);
+  // Far beyond the first mapping's reach: the file grows, and the block is still found.
+  const int64_t far = int64_t{3000} * kBlock;
+  fill(3000, 'd');
+  ASSERT_EQ(f.write_at(block.data(), kBlock, far), kBlock);
+  ASSERT_EQ(f.read_at(got.data(), kBlock, far), kBlock);
+  EXPECT_EQ(got, block);
+  ASSERT_EQ(f.read_at(got.data(), 4, far - 4), 4);  // the sparse stretch reads as zeros
+  EXPECT_EQ(got.substr(0, 4), std::string(4, '\0'));
+  // What was written through the mapped File is in the file for every other reader.
+  File other;
+  ASSERT_TRUE(other.open(name.c_str(), OpenMode::kRead));
+  ASSERT_EQ(other.read_at(got.data(), kBlock, 2 * kBlock), kBlock);
+  fill(2, 'b');
+  EXPECT_EQ(got, block);
+  // A moved File keeps reading; the one moved from is closed.
+  File moved(std::move(f));
+  EXPECT_FALSE(f.is_open());
+  ASSERT_EQ(moved.read_at(got.data(), kBlock, far), kBlock);
+  fill(3000, 'd');
+  EXPECT_EQ(got, block);
+}
+
 TEST(Platform, ProcessEnvironmentAndTime) {
   EXPECT_NE(process_id(), 0u);
   EXPECT_GT(now_seconds(), 1700000000);
