@@ -25,13 +25,9 @@ bool I_reclen(IsamDb* db, int32_t offset, int32_t* length) {
 }
 
 bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset) {
-  if (db->data.write_at(buf, n, offset) != static_cast<int64_t>(n)) {
-    db->cache.clear();  // what reached the file is not known
-    return false;
-  }
-  db->cache.wrote(buf, n, offset);
+  const bool ok = db->cache.write(db->data, buf, n, offset, db->data_end);
   if (offset + static_cast<int64_t>(n) > db->data_end) db->data_end = offset + static_cast<int64_t>(n);
-  return true;
+  return ok;
 }
 
 int64_t I_read(IsamDb* db, void* buf, size_t n, int64_t offset) {

@@ -57,10 +57,11 @@ struct IsamDb {
   // Size of the data file: read at open, then kept by this process's own writes (the lock
   // keeps every other writer out), so no system call is needed to learn it.
   int64_t data_end = 0;
-  DataCache cache;                    // pages of the data file (write-through)
+  DataCache cache;                    // pages of the data file, written back at flush and close
 };
 
-// Writes bytes of the data file, keeping data_end and the page cache.
+// Writes bytes of the data file through the page cache (they reach the file at the latest
+// with iflush_db or iclose_db), keeping data_end.
 bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset);
 // Reads bytes of the data file through the page cache; the bytes read, or -1.
 int64_t I_read(IsamDb* db, void* buf, size_t n, int64_t offset);

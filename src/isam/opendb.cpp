@@ -126,7 +126,8 @@ int iclose_db(IsamDb* db) {
     isam_errno = kIsamBadDb;
     return -1;
   }
-  int rc = 1;
+  // The data file's pending writes first: its records are what the index entries name.
+  int rc = db->readonly || db->cache.flush(db->data) ? 1 : -1;
   for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
     if (i->cursor != nullptr && cbclose(i->cursor) != 1) rc = -1;
     i->cursor = nullptr;

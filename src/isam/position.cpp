@@ -3,6 +3,10 @@
 
 namespace kyt {
 
+namespace {
+constexpr const char* kModule = "KYTEXE";
+}  // namespace
+
 int isavepos(IsamDb* db, IsamIndex* index, IsamPos* pos) {
   if (isam_check_handles(db, index) != 1) return -1;
   pos->status = index->position_status;
@@ -123,6 +127,11 @@ int iflush_db(IsamDb* db) {
   if (db->tree != nullptr && cbflush(db->tree) != 1) rc = -1;
   if (db->holes != nullptr && cbflush(db->holes) != 1) rc = -1;
   if (rc != 1) isam_errno = kIsamCbt;
+  if (!db->cache.flush(db->data)) {
+    isam_errno = kIsamIo;
+    ISAM_TRACE(kModule, "flushdb : write (IO_ERROR 2)");
+    rc = -1;
+  }
   return rc;
 }
 

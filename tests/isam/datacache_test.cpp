@@ -32,6 +32,10 @@ TEST_P(DataCacheBudget, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
   DataCache cache;
   std::vector<char> buf(20000);
   for (int i = 0; i < 3000; ++i) {
+    if (i == 2999) {
+      ASSERT_TRUE(cache.flush(f));
+      ASSERT_EQ(test::read_file(path), model);
+    }
     const int64_t end = static_cast<int64_t>(model.size());
     const int64_t at = static_cast<int64_t>(rng() % (end + 10));
     const size_t n = rng() % 3 == 0 ? rng() % 9000 : rng() % 600;
@@ -47,8 +51,7 @@ TEST_P(DataCacheBudget, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
         const int64_t w = rng() % 4 == 0 ? end : std::min(at, end);
         std::string bytes(n % 700, '\0');
         for (char& c : bytes) c = static_cast<char>(rng());
-        ASSERT_EQ(f.write_at(bytes.data(), bytes.size(), w), static_cast<int64_t>(bytes.size()));
-        cache.wrote(bytes.data(), bytes.size(), w);
+        ASSERT_TRUE(cache.write(f, bytes.data(), bytes.size(), w, end));
         if (model.size() < w + bytes.size()) model.resize(static_cast<size_t>(w) + bytes.size());
         model.replace(static_cast<size_t>(w), bytes.size(), bytes);
         break;
@@ -70,10 +73,30 @@ TEST_P(DataCacheBudget, ReadsWhatTheFileHoldsThroughWritesAndAppends) {
         break;
       }
       default:
-        if (rng() % 50 == 0) cache.clear();
+        if (rng() % 20 == 0) {  // what was written reaches the file
+          ASSERT_TRUE(cache.flush(f));
+          ASSERT_EQ(test::read_file(path), model) << i;
+          if (rng() % 2 == 0) cache.clear();
+        }
         break;
     }
   }
+}
+
+TEST(DataCache, AFailedWriteIsReportedByTheNextFlush) {
+  test::TempDir dir;
+  const std::string path = dir.file("data");
+  test::write_file(path, std::string(5000, 'a'));
+  platform::File f;
+  ASSERT_TRUE(f.open(path.c_str(), platform::OpenMode::kRead));  // writes to it fail
+  DataCache cache;
+  char b[10];
+  ASSERT_EQ(cache.read(f, b, 10, 4090, 5000), 10);  // pages 0 and 1 held
+  EXPECT_TRUE(cache.write(f, "xyz", 3, 4094, 5000));  // absorbed by the pages
+  EXPECT_FALSE(cache.flush(f));
+  EXPECT_TRUE(cache.flush(f));  // reported once
+  EXPECT_FALSE(cache.write(f, "xyz", 3, 20000, 30000));  // far from any page: at once
+  EXPECT_FALSE(cache.flush(f));
 }
 
 INSTANTIATE_TEST_SUITE_P(Budgets, DataCacheBudget, ::testing::Values(DataCache::kMaxPages, 3, 0));

@@ -1,4 +1,5 @@
 #include "isam/isam.h"
+#include "isam/isam_impl.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +49,9 @@ class IsamTest : public ::testing::Test {
     EXPECT_EQ(igetrec(db, index, fields.data(), buf, sizeof buf), 1);
     return std::vector<std::string>(fields.begin(), fields.end());
   }
+  // A word of the data file as the file holds it (the open database's writes flushed).
   int32_t word_at(int64_t offset) {
+    if (IsamDb* open = isam_find_open(isam_base_name(base_.c_str()))) iflush_db(open);
     platform::File f;
     unsigned char w[4] = {};
     if (f.open((base_ + ".DB").c_str(), platform::OpenMode::kRead)) f.read_at(w, 4, offset);
@@ -252,6 +255,7 @@ TEST_F(IsamTest, FailurePathsKeepTheirPromises) {
   // the next record would get in index TWO is there already.
   CbCursor* raw = cbopen((base_ + ".IDX").c_str(), nullptr);
   ASSERT_NE(raw, nullptr);
+  ASSERT_EQ(iflush_db(db), 1);
   const int32_t next = static_cast<int32_t>(platform::file_size((base_ + ".DB").c_str()));
   const std::string key2 = std::string(1, '\2') + std::string("w") + '\0';
   ASSERT_EQ(cbinsert(raw, key2.data(), static_cast<int>(key2.size()), next, 1), 1);
@@ -268,9 +272,11 @@ TEST_F(IsamTest, FailurePathsKeepTheirPromises) {
   // Keys longer than the key buffer are refused before anything is written.
   const std::string huge(9000, 'h');
   const char* hv[] = {huge.c_str(), "v"};
+  ASSERT_EQ(iflush_db(db), 1);
   const int64_t before = platform::file_size((base_ + ".DB").c_str());
   EXPECT_EQ(iaddrec(db, nullptr, hv), -1);
   EXPECT_EQ(isam_errno, kIsamKeyTooLong);
+  ASSERT_EQ(iflush_db(db), 1);
   EXPECT_EQ(platform::file_size((base_ + ".DB").c_str()), before);
   ASSERT_EQ(iclose_db(db), 1);
 
