@@ -113,6 +113,7 @@ void check_open(IsamDb* db, Report* r) {
   std::string problem;
   const bool tree_sound = cbcheck(db->tree, &problem) == 1;
   if (!tree_sound) r->add("index tree: %s", problem.c_str());
+  if (!I_open_holes(db)) r->add("holes tree: cannot open: %s", isam_strerror(isam_errno));
   const bool holes_sound = db->holes == nullptr || cbcheck(db->holes, &problem) == 1;
   if (!holes_sound) r->add("holes tree: %s", problem.c_str());
   // Tiling of the data file.

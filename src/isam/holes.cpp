@@ -75,6 +75,7 @@ int delete_entries(IsamDb* db, int32_t offset, int32_t size, const char* text1, 
 }  // namespace
 
 int32_t new_offset(IsamDb* db, int32_t* length) {
+  if (!I_open_holes(db)) return 0;
   const int32_t n = *length;
   int32_t size = 0;
   int32_t offset = 0;
@@ -117,6 +118,7 @@ int32_t new_offset(IsamDb* db, int32_t* length) {
 }
 
 int add_hole(IsamDb* db, int32_t o, int32_t z) {
+  if (!I_open_holes(db)) return -1;
   if (db->holes == nullptr) {  // no holes tree: the space is only marked free
     return write_word(db, o, -z) ? 1 : fail(kIsamIo, "iaddrec : write (IO_ERROR 3)");
   }

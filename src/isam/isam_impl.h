@@ -43,7 +43,10 @@ struct IsamIndex {
 struct IsamDb {
   platform::File data;                // locked on bytes 0..3 while open
   CbCursor* tree = nullptr;           // the index tree (catalogue and entries)
-  CbCursor* holes = nullptr;          // the holes tree; nullptr when the file is missing
+  // The holes tree, opened on the first need of it (reading records never needs it);
+  // nullptr while not yet opened, and for good when the file is missing.
+  CbCursor* holes = nullptr;
+  bool holes_pending = true;
   int nfields = 0;
   std::vector<std::string> field_names;
   std::string name;                   // base name, without ".DB"
@@ -128,6 +131,10 @@ int I_mkkey(const IsamDb* db, const IsamIndex* index, const char* const* values,
 int isam_key_limit();
 // Key of a keyed index from explicit key values (ifindkey): one value a key field.
 int I_mkkey_values(const IsamIndex* index, const char* const* values, std::string* key);
+
+// Opens the holes tree if that is still to be done: false (isam_errno 9) when its file is
+// there but cannot be opened (opendb.cpp).
+bool I_open_holes(IsamDb* db);
 
 // Free space (holes.cpp).
 int32_t new_offset(IsamDb* db, int32_t* length);

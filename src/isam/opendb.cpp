@@ -41,6 +41,10 @@ int read_header(IsamDb* db) {
   return 0;
 }
 
+CbCursor* open_tree(const std::string& file, bool readonly) {
+  return readonly ? cbopen_readonly(file.c_str(), nullptr) : cbopen(file.c_str(), nullptr);
+}
+
 void close_trees(IsamDb* db) {
   for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
     if (i->cursor != nullptr) cbclose(i->cursor);
@@ -61,7 +65,6 @@ IsamDb* open_db(const char* name, bool readonly) {
   db->name = isam_base_name(name);
   const std::string data = isam_file(db->name, ".DB");
   const std::string idx = isam_file(db->name, ".IDX");
-  const std::string hol = isam_file(db->name, ".HOL");
   if (db->name.empty()) {
     isam_errno = kIsamBadName;
     return nullptr;
@@ -89,21 +92,10 @@ IsamDb* open_db(const char* name, bool readonly) {
     ISAM_TRACE(kModule, "I_dfopen (): header of '%s' unreadable (%d)", data.c_str(), rc);
     return nullptr;
   }
-  auto open_tree = [readonly](const std::string& file) {
-    return readonly ? cbopen_readonly(file.c_str(), nullptr) : cbopen(file.c_str(), nullptr);
-  };
-  db->tree = open_tree(idx);
+  db->tree = open_tree(idx, readonly);
   if (db->tree == nullptr) {
     isam_errno = kIsamCbt;
     return nullptr;
-  }
-  if (platform::file_exists(hol.c_str())) {
-    db->holes = open_tree(hol);
-    if (db->holes == nullptr) {
-      isam_errno = kIsamCbt;
-      close_trees(db.get());
-      return nullptr;
-    }
   }
   if (load_catalogue(db.get()) != 1) {
     const int err = isam_errno;
@@ -116,6 +108,21 @@ IsamDb* open_db(const char* name, bool readonly) {
   return handle;
 }
 }  // namespace
+
+bool I_open_holes(IsamDb* db) {
+  if (!db->holes_pending) return true;
+  const std::string hol = isam_file(db->name, ".HOL");
+  if (platform::file_exists(hol.c_str())) {
+    db->holes = open_tree(hol, db->readonly);
+    if (db->holes == nullptr) {  // asked again at the next need
+      isam_errno = kIsamCbt;
+      ISAM_TRACE(kModule, "holes : open of '%s' failed", hol.c_str());
+      return false;
+    }
+  }
+  db->holes_pending = false;  // a missing file: free space is only marked
+  return true;
+}
 
 IsamDb* iopen_db(const char* name) { return open_db(name, false); }
 IsamDb* iopen_db_readonly(const char* name) { return open_db(name, true); }

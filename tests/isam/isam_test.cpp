@@ -330,5 +330,27 @@ TEST_F(IsamTest, DamageIsReportedNotFollowed) {
   EXPECT_EQ(isam_errno, kIsamDataCorrupt);
 }
 
+// The holes file is opened when space is first handed out or given back: a database whose
+// holes file cannot be opened reads as ever, and its first change fails with 9.
+TEST_F(IsamTest, HolesFileIsOpenedOnFirstNeed) {
+  IsamDb* db = create({"K", "V"});
+  add(db, {"a", "1"});
+  ASSERT_EQ(iclose_db(db), 1);
+  test::write_file(base_ + ".HOL", std::string("\xff\xff\xff\x7f", 4) + std::string(60, '\0'));
+  db = iopen_db(base_.c_str());
+  ASSERT_NE(db, nullptr);
+  IsamIndex* phys = ihandle(db, kPhysicalIndex);
+  ASSERT_EQ(ifindnext(db, phys), 1);
+  EXPECT_EQ(read(db, phys)[0], "a");
+  const char* v[] = {"b", "2", nullptr};
+  EXPECT_EQ(iaddrec(db, phys, v), -1);
+  EXPECT_EQ(isam_errno, kIsamCbt);
+  std::vector<std::string> problems;
+  EXPECT_FALSE(icheck_db(base_.c_str(), &problems, 5));
+  ASSERT_FALSE(problems.empty());
+  EXPECT_NE(problems[0].find("holes tree"), std::string::npos) << problems[0];
+  EXPECT_EQ(iclose_db(db), 1);
+}
+
 }  // namespace
 }  // namespace kyt
