@@ -9,11 +9,13 @@ namespace kyt {
 namespace {
 constexpr const char* kModule = "KYTEXE";
 
-// Reads and checks the data file header; 24 for anything that cannot be a header.
+// Reads and checks the data file header; 24 for anything that cannot be a header. It is
+// read through the page cache: the file's first page, read once, holds the header and
+// often the first records too.
 int read_header(IsamDb* db) {
   unsigned char head[kHeaderSize];
   const int64_t size = db->data.size();
-  if (size < kHeaderSize || db->data.read_at(head, kHeaderSize, 0) != kHeaderSize) {
+  if (size < kHeaderSize || db->cache.read(db->data, head, kHeaderSize, 0, size) != kHeaderSize) {
     return kIsamDataCorrupt;
   }
   const int32_t nfields = get_le32(head);
@@ -22,7 +24,7 @@ int read_header(IsamDb* db) {
     return kIsamDataCorrupt;
   }
   std::string names(static_cast<size_t>(first - kHeaderSize), '\0');
-  if (db->data.read_at(names.data(), names.size(), kHeaderSize) !=
+  if (db->cache.read(db->data, names.data(), names.size(), kHeaderSize, size) !=
       static_cast<int64_t>(names.size())) {
     return kIsamIo;
   }
