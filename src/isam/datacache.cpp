@@ -154,11 +154,10 @@ bool DataCache::write(platform::File& file, const void* buf, size_t n, int64_t o
                   : nullptr;
     if (p == nullptr && start >= end && (g_pages < g_budget || give_back_one(file))) {
       p = hold(no);  // bytes past the end: nothing to read first
-    } else if (p == nullptr) {
-      p = page(file, no, end);
     }
-    // Bytes after a gap in the page (never made by the callers, which write inside the
-    // file or at its end) and bytes of pages not held go straight to the file.
+    // Bytes of pages not held go straight to the file (reading a page in to change a few
+    // of its bytes would cost more than the write), and so do bytes after a gap in a page
+    // (never made by the callers, which write inside the file or at its end).
     if (p == nullptr || from - start > p->valid) {
       if (p != nullptr && !write_out(file, no)) ok = false;
       if (p != nullptr) drop(*p);
