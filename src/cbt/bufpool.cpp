@@ -65,6 +65,16 @@ struct BFile {
   // Block 0 as read with the block size at open, for the header read that follows at
   // once; dropped by the first block operation on the file, whichever it is.
   std::unique_ptr<uint8_t[]> block0;
+  // One byte per block, 1 where the block's bytes in the file are the last image this
+  // open wrote there from a buffer that held a sound node (checked after a read, or built
+  // by the node layer). Such a block read back skips the node check: the header lock keeps
+  // every other writer out, so the file holds exactly what we wrote. The one fault that
+  // goes unnoticed is a change made on disk behind the lock (a tool ignoring it, a bad
+  // disk) to a block this open wrote; a block read for the first time since open is
+  // always checked. Starts empty with every open; a failed write empties it (what reached
+  // the file is unknown), and a block written from any other buffer, a freed block among
+  // them, loses its byte. Never filled for a file opened read-only, which never writes.
+  std::vector<uint8_t> written_sound;
 };
 
 namespace {
@@ -197,10 +207,30 @@ void forget_block(Pool* p, Buf* b) {
   b->checked = false;
 }
 
+void note_written(BFile* f, int64_t blk, bool sound) {
+  std::vector<uint8_t>& w = f->written_sound;
+  const size_t i = static_cast<size_t>(blk);
+  if (i >= w.size()) {
+    if (!sound) return;
+    w.resize(i + 1 + i / 4);
+  }
+  w[i] = sound ? 1 : 0;
+}
+
+bool written_sound(const BFile* f, uint32_t blk) {
+  return blk < f->written_sound.size() && f->written_sound[blk] != 0;
+}
+
 // Writes a dirty buffer through its own file; orphans (file closed) cannot be written.
 int write_buf(Buf* b) {
-  if (b->file == nullptr) return -1;
-  return writeblk(&b->file->file, static_cast<uint32_t>(b->blkno), b->blksize, b->data);
+  BFile* f = b->file;
+  if (f == nullptr) return -1;
+  if (writeblk(&f->file, static_cast<uint32_t>(b->blkno), b->blksize, b->data) != 1) {
+    f->written_sound.clear();
+    return -1;
+  }
+  note_written(f, b->blkno, b->checked);
+  return 1;
 }
 
 // Victim for a new block: the least recently used unpinned buffer whose contents are safe.
@@ -528,7 +558,7 @@ uint8_t* get_blk(BFile* bf, uint32_t blkno) {
     b->blkno = blkno;
     b->blksize = bf->blksize;
     b->dirty = 0;
-    b->checked = false;
+    b->checked = written_sound(bf, blkno);
     index_insert(p, b);
   }
   ++b->pin;
@@ -591,7 +621,13 @@ int rlse_blk(BFile* bf, uint8_t* data) {
 }
 
 bool blk_checked(const uint8_t* data) { return header_of(data)->checked; }
-void blk_set_checked(uint8_t* data, bool checked) { header_of(data)->checked = checked; }
+void blk_set_checked(uint8_t* data, bool checked) {
+  Buf* b = header_of(data);
+  b->checked = checked;
+  // The buffer no longer holds a sound node (a freed block): neither does its block once
+  // written, and until then nothing may vouch for the older image in the file either.
+  if (!checked && b->file != nullptr) note_written(b->file, b->blkno, false);
+}
 
 // ---- registries of the B-tree layer ----
 

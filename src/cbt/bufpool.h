@@ -51,7 +51,9 @@ int writeblk(platform::File* f, uint32_t blkno, int blksize, const uint8_t* buf)
 int bfile_blksize(const BFile* bf);
 bool bfile_readonly(const BFile* bf);
 // Whether the buffer's contents passed the node check since they were read or made. The
-// node layer checks a block once per read from disk, not on every access.
+// node layer checks a block once per read from disk, not on every access, and not at all
+// when the read brings back a sound node image this open wrote itself (see BFile). Marking
+// a buffer unchecked also stops its block's image in the file from counting as sound.
 bool blk_checked(const uint8_t* data);
 void blk_set_checked(uint8_t* data, bool checked);
 
@@ -119,8 +121,8 @@ int cb_buffer_size();     // the pool's buffer size, 0 when not initialised
 uint8_t* scratch_take();  // null when all are in use
 void scratch_give(uint8_t* p);
 
-// Counts of the tree's structural events, for tests that must prove a sequence reached
-// every case. Never reset by the layer itself.
+// Counts of the tree's structural events and node checks, for tests that must prove a
+// sequence reached every case. Never reset by the layer itself.
 struct CbStats {
   uint64_t shift_right = 0, shift_left = 0;   // shifts that moved entries or the new one
   uint64_t split_right = 0, split_left = 0;   // the new entry went into the new / old node
@@ -128,6 +130,7 @@ struct CbStats {
   uint64_t merges = 0, freed_empty = 0;       // nodes merged away / freed when emptied
   uint64_t roots_made = 0, roots_removed = 0;
   uint64_t reused = 0;                        // allocations served from the free list
+  uint64_t node_checks = 0;                   // node checks of blocks read from the file
 };
 CbStats& cb_stats();
 

@@ -449,6 +449,7 @@ void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p) {
 bool NodeRef::get(Tree& t, uint32_t b, int concode) {
   if (!get_raw(t, b, concode)) return false;
   if (!blk_checked(p)) {
+    ++cb_stats().node_checks;
     const char* why = "";
     if (!nd_check(p, t.B, t.tf->last_blk, b, &why)) {
       ND_TRACE("node : block %u damaged (%s)", b, why);
