@@ -67,15 +67,18 @@ class File {
   bool lock_header();
   bool unlock_header();
 
-  // Lets read_at copy from a read-only shared mapping of the file instead of asking the
-  // system for every read, once the file has been read often enough to be worth mapping
-  // (POSIX; Windows keeps reading with the system call). Writes stay write_at, which the
-  // system keeps coherent with the mapping. Only for a file opened for reading and writing
-  // whose length nobody reduces while it is open: a read through the mapping of bytes that
-  // are no longer in the file would end the process. The block files qualify (their header
+  // Lets read_at and write_at copy from and into a shared mapping of the file instead of
+  // asking the system for every block, once the file has been read often enough to be
+  // worth mapping (POSIX; Windows keeps the system calls). The mapping is the system's own
+  // copy of the file's pages, so every other reader sees a write at once, as after a
+  // system call, and it outlives the process. Only for a file opened for reading and
+  // writing whose length nobody reduces while it is open: touching mapped bytes that are
+  // no longer in the file would end the process. The block files qualify (their header
   // lock keeps other writers out, and the layer never shortens a file it holds). The
-  // mapping covers the length the file had when reads were mapped plus what this File
-  // wrote since; reads beyond it, and every read when mapping fails, use the system call.
+  // mapping covers the length the file had when it was mapped plus what this File wrote
+  // since; reads beyond it, growth of the file, writes into a file with unallocated
+  // stretches (whose first write through a mapping could find the disk full, and fault),
+  // and everything when mapping fails use the system calls.
   void map_reads();
 
  private:
@@ -85,22 +88,26 @@ class File {
     map_capacity_ = other.map_capacity_;
     map_valid_ = other.map_valid_;
     map_wanted_ = other.map_wanted_;
+    map_writes_ = other.map_writes_;
     unmapped_reads_ = other.unmapped_reads_;
     other.handle_ = kNoHandle;
     other.map_ = nullptr;
     other.map_capacity_ = other.map_valid_ = 0;
     other.map_wanted_ = false;
+    other.map_writes_ = false;
     other.unmapped_reads_ = 0;
   }
   bool map_covering(int64_t end);
 
   static constexpr intptr_t kNoHandle = -1;
   intptr_t handle_ = kNoHandle;  // file descriptor, or HANDLE cast to an integer
-  // Read mapping (map_reads): base, bytes reserved, bytes known to be in the file.
+  // Mapping (map_reads): base, bytes reserved, bytes known to be in the file; whether
+  // writes may go through it (the file had no unallocated stretch when mapped).
   void* map_ = nullptr;
   int64_t map_capacity_ = 0;
   int64_t map_valid_ = 0;
   bool map_wanted_ = false;
+  bool map_writes_ = false;
   int unmapped_reads_ = 0;  // reads by system call since map_reads
 };
 
