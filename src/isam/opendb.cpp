@@ -89,6 +89,8 @@ IsamDb* open_db(const char* name, bool readonly) {
     isam_errno = kIsamLocked;
     return nullptr;
   }
+  // Like the tree files: read (and changed) through a shared mapping once it is read often.
+  if (!readonly) db->data.map_reads();
   if (int rc = read_header(db.get()); rc != 0) {
     isam_errno = rc;
     ISAM_TRACE(kModule, "I_dfopen (): header of '%s' unreadable (%d)", data.c_str(), rc);
