@@ -130,6 +130,14 @@ int physical_move(IsamDb* db, IsamIndex* index, bool forward) {
 }
 }  // namespace
 
+int I_cursor_entry(IsamIndex* index, std::string* key, int32_t* offset) {
+  int len = 0;
+  if (cbkeylen(index->cursor, &len) != 1 || len < 0 || cbcurr(index->cursor, offset) != 1) return 0;
+  key->assign(static_cast<size_t>(len), '\0');
+  if (len > 0 && cbkey(index->cursor, key->data(), len) != 1) return -1;
+  return 1;
+}
+
 int ifindnext(IsamDb* db, IsamIndex* index) {
   if (isam_check_handles(db, index) != 1) return -1;
   if (index->pending_next) {
@@ -161,13 +169,7 @@ int imarkrec(IsamDb* db, IsamIndex* index) {
   if (index->number == 0) {
     index->mark_offset = index->current_offset;
   } else {
-    int len = 0;
-    if (cbkeylen(index->cursor, &len) != 1 || len < 0 || cbcurr(index->cursor, &index->mark_offset) != 1) {
-      isam_errno = kIsamCbt;
-      return -1;
-    }
-    index->mark_key.assign(static_cast<size_t>(len), '\0');
-    if (len > 0 && cbkey(index->cursor, index->mark_key.data(), len) != 1) {
+    if (I_cursor_entry(index, &index->mark_key, &index->mark_offset) != 1) {
       isam_errno = kIsamCbt;
       return -1;
     }

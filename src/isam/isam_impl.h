@@ -132,6 +132,10 @@ int isam_key_limit();
 // Key of a keyed index from explicit key values (ifindkey): one value a key field.
 int I_mkkey_values(const IsamIndex* index, const char* const* values, std::string* key);
 
+// The key and record offset of the keyed index's current entry: 1; 0 when the cursor is
+// on no entry; -1 when the key cannot be read (findnext.cpp).
+int I_cursor_entry(IsamIndex* index, std::string* key, int32_t* offset);
+
 // Opens the holes tree if that is still to be done: false (isam_errno 9) when its file is
 // there but cannot be opened (opendb.cpp).
 bool I_open_holes(IsamDb* db);

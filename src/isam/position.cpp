@@ -19,19 +19,14 @@ int isavepos(IsamDb* db, IsamIndex* index, IsamPos* pos) {
     if (pos->pending && pos->offset == 0) pos->status = -3;
     return 1;
   }
-  int len = 0;
-  if (cbkeylen(index->cursor, &len) != 1 || len < 0 || cbcurr(index->cursor, &pos->offset) != 1) {
+  const int rc = I_cursor_entry(index, &pos->key, &pos->offset);
+  if (rc == 0 && pos->pending) {
     // The cursor stands at an end of the tree (a pending position after the last entry).
-    if (pos->pending) {
-      pos->status = -3;
-      pos->pending = false;
-      return 1;
-    }
-    isam_errno = kIsamCbt;
-    return -1;
+    pos->status = -3;
+    pos->pending = false;
+    return 1;
   }
-  pos->key.assign(static_cast<size_t>(len), '\0');
-  if (len > 0 && cbkey(index->cursor, pos->key.data(), len) != 1) {
+  if (rc != 1) {
     isam_errno = kIsamCbt;
     return -1;
   }
