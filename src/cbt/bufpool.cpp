@@ -1159,6 +1159,33 @@ int cbclose(CbCursor* c) {
   return 1;
 }
 
+int cbsuspend(CbCursor* c) {
+  if (flush_tree(c) != 1) return -1;
+  BFile* bf = c->tf->bf;
+  if (!bf->readonly) bf->file.unlock_header();
+  return 1;
+}
+
+int cbresume(CbCursor* c) {
+  if (!cursor_registered(c)) {
+    set_err(kCbErrCursor, 10);
+    return -1;
+  }
+  TreeFile* tf = c->tf;
+  if (tf->bf->readonly) return 1;
+  const int64_t size = tf->bf->file.relock_header();
+  if (size == -1) {
+    BP_TRACE("open_bfile : open or lock of %s failed", tf->name.c_str());
+    bp_errno = 4;
+    set_err(kCbErrOpen, 2);
+    return -1;
+  }
+  // Every block the header counts must still be there; what the blocks hold is for the
+  // caller to vouch for.
+  if (size < (static_cast<int64_t>(tf->last_blk) + 1) * tf->blksize) return 0;
+  return 1;
+}
+
 void cb_reset_for_tests() {
   State& s = st();
   while (s.cursors != nullptr) drop_cursor(s.cursors);

@@ -81,6 +81,16 @@ CbCursor* cbopen(const char* name, CbCompare cmp);
 CbCursor* cbopen_readonly(const char* name, CbCompare cmp);
 int cbflush(CbCursor* c);
 int cbclose(CbCursor* c);
+// Keeping a file open between uses without holding it. cbsuspend writes what is pending,
+// as cbflush, and gives up the header lock so that other opens may take the file; the
+// buffers keep its blocks. Nothing may be done on the file's cursors until cbresume took
+// the lock again: 1 when the file is still there with every block its header counts (the
+// blocks held stand unread; whether another open changed the file meanwhile is for the
+// caller to know, the file itself does not tell); 0 when it was removed or cut short,
+// and then only cbclose remains; -1 when another open holds the lock. A file opened
+// read-only is never locked and answers 1.
+int cbsuspend(CbCursor* c);
+int cbresume(CbCursor* c);
 
 // Cursor moves: 1 with the entry's data, or the state -2 / -3.
 int cbnext(CbCursor* c, int32_t* data);

@@ -208,6 +208,17 @@ bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limi
   isam_errno = 0;
   const std::string base = isam_base_name(name);
   IsamDb* db = isam_find_open(base);
+  if (db != nullptr && db->suspended) {
+    // Checked as it is in the files now: taken up again if nobody changed it, else closed
+    // for its owner to open anew, and read like a database nobody here has open.
+    if (iresume_db(db) == 1) {
+      check_open(db, &r);
+      isuspend_db(db);
+      return r.count == 0;
+    }
+    I_evict(db);
+    db = nullptr;
+  }
   if (db != nullptr) {
     check_open(db, &r);
     return r.count == 0;

@@ -1,4 +1,5 @@
 // createdb: making and destroying the files of a database.
+#include <chrono>
 #include <cstring>
 
 #include "isam/isam_impl.h"
@@ -37,6 +38,19 @@ int create_tree(const std::string& file, bool physical) {
 }
 }  // namespace
 
+namespace {
+int32_t first_counter() {
+  static uint32_t made = 0;
+  uint64_t x = static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  x ^= static_cast<uint64_t>(platform::process_id()) << 32;
+  x ^= ++made * 0x9E3779B97F4A7C15ull;
+  x ^= x >> 29;
+  x *= 0xBF58476D1CE4E5B9ull;
+  x ^= x >> 32;
+  return static_cast<int32_t>(static_cast<uint32_t>(x));
+}
+}  // namespace
+
 int icreate_db(const char* name, const char* const* fields) {
   isam_errno = 0;
   if (isam_ensure_init() != 1) return -1;
@@ -52,7 +66,9 @@ int icreate_db(const char* name, const char* const* fields) {
     isam_errno = kIsamNoOverwrite;
     return -1;
   }
-  // Header: field count, offset of the first record, then the field names.
+  // Header: field count, change counter, then the field names. The counter starts from a
+  // value that differs from one making of a file to the next, so that a process still
+  // holding a removed file of this name open cannot take the new one for its own.
   std::string header(kHeaderSize, '\0');
   int32_t nfields = 0;
   for (const char* const* f = fields; *f != nullptr; ++f) {
@@ -65,8 +81,7 @@ int icreate_db(const char* name, const char* const* fields) {
     ++nfields;
   }
   put_le32(reinterpret_cast<unsigned char*>(header.data()), nfields);
-  put_le32(reinterpret_cast<unsigned char*>(header.data()) + 4,
-           static_cast<int32_t>(header.size()));
+  put_le32(reinterpret_cast<unsigned char*>(header.data()) + 4, first_counter());
 
   platform::File f;
   if (!f.open(data.c_str(), platform::OpenMode::kCreate)) {

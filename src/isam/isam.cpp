@@ -100,7 +100,12 @@ int isam_ensure_init() {
   return isaminit(100, 8192);
 }
 
-bool isam_is_member(const IsamDb* db) { return db != nullptr && st().open.count(db) != 0; }
+bool isam_registered(const IsamDb* db) { return db != nullptr && st().open.count(db) != 0; }
+bool isam_is_member(const IsamDb* db) { return isam_registered(db) && !db->suspended; }
+bool isam_enter_registered(const IsamDb* db) {
+  isam_errno = isam_registered(db) ? kIsamOk : kIsamBadDb;
+  return isam_errno == kIsamOk;
+}
 
 bool isam_index_member(const IsamDb* db, const IsamIndex* index) {
   for (const IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
@@ -117,9 +122,11 @@ IsamDb* isam_find_open(const std::string& base) {
 }
 
 bool isam_writable(IsamDb* db) {
-  if (!db->readonly) return true;
-  isam_errno = kIsamNotAllowed;
-  return false;
+  if (db->readonly) {
+    isam_errno = kIsamNotAllowed;
+    return false;
+  }
+  return db->counted || I_count_change(db);
 }
 
 int isam_check_handles(IsamDb* db, IsamIndex* index) {

@@ -74,6 +74,17 @@ int isam_byte_order();
 int icreate_db(const char* name, const char* const* fields);
 IsamDb* iopen_db(const char* name);
 int iclose_db(IsamDb* db);
+// Keeping a database open between uses without holding it, so that other processes may
+// use it meanwhile at the cost of a few system calls a use instead of opening it anew.
+// isuspend_db writes everything pending (as iflush_db) and gives up the files' locks;
+// until iresume_db nothing but iclose_db may be done with it (isam_errno 1). iresume_db
+// takes the locks again: 1 when nobody changed the database meanwhile, so that every
+// page and block held in memory stands; 0 when it was changed, removed or cut short: then
+// only iclose_db remains (it writes nothing), and the database is opened anew; -1 with
+// isam_errno 23 when another open holds it. An open of the same name in this process
+// closes a suspended database's files; its iresume_db answers 0.
+int isuspend_db(IsamDb* db);
+int iresume_db(IsamDb* db);
 int idestroy_db(const char* name);  // removes the three files of a closed database
 
 // Indexes.

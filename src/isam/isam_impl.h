@@ -20,7 +20,7 @@ namespace kyt {
 
 constexpr int kMaxIndexNumber = 255;   // index numbers 1..255 fit the key's first byte
 constexpr int kCatalogueByte = 0;      // first key byte of catalogue entries
-constexpr int32_t kHeaderSize = 8;     // data file: field count, first record offset
+constexpr int32_t kHeaderSize = 8;     // data file: field count, change counter
 constexpr int32_t kMaxFields = 4096;   // more fields in a header means a damaged file
 
 struct IsamIndex {
@@ -53,7 +53,7 @@ struct IsamDb {
   bool physical = false;              // the catalogue holds "Physical Index"
   int nindexes = 0;                   // keyed indexes
   IsamIndex* indexes = nullptr;       // chain, physical index first
-  int32_t first_record = kHeaderSize; // offset of the first record (header word 1)
+  int32_t first_record = kHeaderSize; // offset of the first record: 8 + the field names
   std::vector<std::unique_ptr<IsamIndex>> owned;
   std::vector<const char*> names_out; // storage of iindex_names / ifield_names
   bool readonly = false;              // opened for the integrity check: nothing is written
@@ -61,7 +61,23 @@ struct IsamDb {
   // keeps every other writer out), so no system call is needed to learn it.
   int64_t data_end = 0;
   DataCache cache;                    // pages of the data file, written back at flush and close
+  // The change counter (data file header word 1) as this open last read or wrote it. Every
+  // open that changes any of the database's three files moves it on in the file before its
+  // first change while it holds the locks; so a process that kept the database open
+  // without its locks (isuspend_db) finds at iresume_db whether what it holds in memory
+  // still stands.
+  uint32_t changes = 0;
+  bool counted = false;    // the counter moved on since the locks were last taken
+  bool suspended = false;  // isuspend_db: files open, locks given up; only resume or close
+  bool evicted = false;    // suspended, and its files closed for another open of the name
+  bool holes_idle = false; // the holes tree is open but its lock not taken since resuming
 };
+
+// Moves the change counter on, in the file at once, unless done since the locks were taken
+// (isam_writable calls it); false with isam_errno 7 when it cannot be written.
+bool I_count_change(IsamDb* db);
+// Closes the files of a suspended database for another open of its name (opendb.cpp).
+void I_evict(IsamDb* db);
 
 // Writes bytes of the data file through the page cache (they reach the file at the latest
 // with iflush_db or iclose_db), keeping data_end.
@@ -69,8 +85,12 @@ bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset);
 // Reads bytes of the data file through the page cache; the bytes read, or -1.
 int64_t I_read(IsamDb* db, void* buf, size_t n, int64_t offset);
 
-// Registry of open databases (isam.cpp).
+// Registry of open databases (isam.cpp). A suspended database is registered, but no
+// member: every operation but iresume_db and iclose_db refuses it (isam_errno 1).
+bool isam_registered(const IsamDb* db);
 bool isam_is_member(const IsamDb* db);
+// Clears isam_errno for an operation on a registered database; false with 1 otherwise.
+bool isam_enter_registered(const IsamDb* db);
 bool isam_index_member(const IsamDb* db, const IsamIndex* index);
 // Clears isam_errno and checks both handles: 1, or -1 with isam_errno 1 or 2.
 int isam_check_handles(IsamDb* db, IsamIndex* index);
@@ -136,8 +156,8 @@ int I_mkkey_values(const IsamIndex* index, const char* const* values, std::strin
 // on no entry; -1 when the key cannot be read (findnext.cpp).
 int I_cursor_entry(IsamIndex* index, std::string* key, int32_t* offset);
 
-// Opens the holes tree if that is still to be done: false (isam_errno 9) when its file is
-// there but cannot be opened (opendb.cpp).
+// Opens the holes tree if that is still to be done, or takes its lock again after a resume:
+// false (isam_errno 9) when its file is there but cannot be opened or locked (opendb.cpp).
 bool I_open_holes(IsamDb* db);
 
 // Free space (holes.cpp).

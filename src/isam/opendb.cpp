@@ -9,9 +9,10 @@ namespace kyt {
 namespace {
 constexpr const char* kModule = "KYTEXE";
 
-// Reads and checks the data file header; 24 for anything that cannot be a header. It is
-// read through the page cache: the file's first page, read once, holds the header and
-// often the first records too.
+// Reads and checks the data file header: the field count, the change counter, then the
+// field names, whose end is where the records begin; 24 for anything that cannot be a
+// header. It is read through the page cache: the file's first page, read once, holds the
+// header and often the first records too.
 int read_header(IsamDb* db) {
   unsigned char head[kHeaderSize];
   const int64_t size = db->data.size();
@@ -19,26 +20,28 @@ int read_header(IsamDb* db) {
     return kIsamDataCorrupt;
   }
   const int32_t nfields = get_le32(head);
-  const int32_t first = get_le32(head + 4);
-  if (nfields < 1 || nfields > kMaxFields || first <= kHeaderSize || first > size) {
-    return kIsamDataCorrupt;
+  if (nfields < 1 || nfields > kMaxFields) return kIsamDataCorrupt;
+  int64_t at = kHeaderSize;
+  char chunk[512];
+  std::string name;
+  while (static_cast<int32_t>(db->field_names.size()) < nfields) {
+    const int64_t got = db->cache.read(db->data, chunk, sizeof chunk, at, size);
+    if (got < 0) return kIsamIo;
+    if (got == 0 || at + got > INT32_MAX) return kIsamDataCorrupt;  // names run to the end
+    for (int64_t i = 0; i < got && static_cast<int32_t>(db->field_names.size()) < nfields; ++i) {
+      ++at;
+      if (chunk[i] != '\0') {
+        name.push_back(chunk[i]);
+        continue;
+      }
+      if (name.empty()) return kIsamDataCorrupt;  // empty field name
+      db->field_names.push_back(std::move(name));
+      name.clear();
+    }
   }
-  std::string names(static_cast<size_t>(first - kHeaderSize), '\0');
-  if (db->cache.read(db->data, names.data(), names.size(), kHeaderSize, size) !=
-      static_cast<int64_t>(names.size())) {
-    return kIsamIo;
-  }
-  if (names.back() != '\0') return kIsamDataCorrupt;
-  size_t pos = 0;
-  while (pos < names.size()) {
-    size_t end = names.find('\0', pos);
-    if (end == pos) return kIsamDataCorrupt;  // empty field name
-    db->field_names.emplace_back(names, pos, end - pos);
-    pos = end + 1;
-  }
-  if (static_cast<int32_t>(db->field_names.size()) != nfields) return kIsamDataCorrupt;
   db->nfields = nfields;
-  db->first_record = first;
+  db->first_record = static_cast<int32_t>(at);
+  db->changes = static_cast<uint32_t>(get_le32(head + 4));
   db->data_end = size;
   return 0;
 }
@@ -65,6 +68,11 @@ IsamDb* open_db(const char* name, bool readonly) {
   if (isam_ensure_init() != 1) return nullptr;
   auto db = std::make_unique<IsamDb>();
   db->name = isam_base_name(name);
+  // An open of this process that gave up the locks steps aside: it would otherwise share
+  // the tree files by name without holding them.
+  if (!readonly) {
+    if (IsamDb* old = isam_find_open(db->name); old != nullptr && old->suspended) I_evict(old);
+  }
   const std::string data = isam_file(db->name, ".DB");
   const std::string idx = isam_file(db->name, ".IDX");
   if (db->name.empty()) {
@@ -114,6 +122,16 @@ IsamDb* open_db(const char* name, bool readonly) {
 }  // namespace
 
 bool I_open_holes(IsamDb* db) {
+  if (db->holes_idle) {
+    // Resumed without it: reading records never needs the holes tree.
+    if (cbresume(db->holes) != 1) {
+      isam_errno = kIsamCbt;
+      ISAM_TRACE(kModule, "holes : lock of '%s' failed", isam_file(db->name, ".HOL").c_str());
+      return false;
+    }
+    db->holes_idle = false;
+    return true;
+  }
   if (!db->holes_pending) return true;
   const std::string hol = isam_file(db->name, ".HOL");
   if (platform::file_exists(hol.c_str())) {
@@ -131,11 +149,84 @@ bool I_open_holes(IsamDb* db) {
 IsamDb* iopen_db(const char* name) { return open_db(name, false); }
 IsamDb* iopen_db_readonly(const char* name) { return open_db(name, true); }
 
-int iclose_db(IsamDb* db) {
-  isam_errno = 0;
-  if (!isam_is_member(db)) {
-    isam_errno = kIsamBadDb;
+void I_evict(IsamDb* db) {
+  if (db->evicted) return;
+  close_trees(db);  // suspended: nothing is pending
+  db->data.close();
+  db->cache.clear();
+  db->evicted = true;
+}
+
+bool I_count_change(IsamDb* db) {
+  unsigned char word[4];
+  put_le32(word, static_cast<int32_t>(db->changes + 1));
+  // Through the cache, which may hold the header's page, and on to the file at once, ahead
+  // of every change it announces.
+  if (!I_write(db, word, 4, 4) || !db->cache.flush(db->data)) {
+    isam_errno = kIsamIo;
+    ISAM_TRACE(kModule, "flushdb : write (IO_ERROR 2)");
+    return false;
+  }
+  ++db->changes;
+  db->counted = true;
+  return true;
+}
+
+int isuspend_db(IsamDb* db) {
+  if (!isam_enter_registered(db)) return -1;
+  if (db->suspended || db->readonly) return 1;
+  if (iflush_db(db) != 1) return -1;
+  for (CbCursor* c : {db->holes_idle ? nullptr : db->holes, db->tree}) {
+    if (c != nullptr && cbsuspend(c) != 1) {
+      isam_errno = kIsamCbt;
+      return -1;
+    }
+  }
+  db->data.unlock_header();
+  db->suspended = true;
+  db->counted = false;
+  return 1;
+}
+
+int iresume_db(IsamDb* db) {
+  if (!isam_enter_registered(db)) return -1;
+  if (!db->suspended) return 1;
+  if (db->evicted) return 0;
+  const int64_t size = db->data.relock_header();
+  if (size == -1) {
+    const int err = errno;
+    ISAM_TRACE(kModule, "I_dfopen (): lock ('%s') failed, error 0x%x, errno %d, pid %d",
+               isam_file(db->name, ".DB").c_str(), err, err,
+               static_cast<int>(platform::process_id()));
+    isam_errno = kIsamLocked;
     return -1;
+  }
+  // The data file must be the one left, untouched: same length, same counter. The locks
+  // taken so far go with the close that follows a 0.
+  unsigned char word[4];
+  if (size != db->data_end || db->data.read_at(word, 4, 4) != 4 ||
+      static_cast<uint32_t>(get_le32(word)) != db->changes) {
+    return 0;
+  }
+  // The holes tree waits for its first need (I_open_holes).
+  const int rc = cbresume(db->tree);
+  if (rc == 0) return 0;
+  if (rc != 1) {
+    isam_errno = kIsamCbt;
+    db->data.unlock_header();
+    return -1;
+  }
+  db->holes_idle = db->holes != nullptr;
+  db->suspended = false;
+  return 1;
+}
+
+int iclose_db(IsamDb* db) {
+  if (!isam_enter_registered(db)) return -1;
+  if (db->evicted) {
+    isam_unregister(db);
+    delete db;
+    return 1;
   }
   // The data file's pending writes first: its records are what the index entries name.
   int rc = db->readonly || db->cache.flush(db->data) ? 1 : -1;

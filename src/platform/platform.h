@@ -66,6 +66,13 @@ class File {
   // in this process or another, holds it. The lock goes with close().
   bool lock_header();
   bool unlock_header();
+  // Takes the header lock again on a file kept open without it since unlock_header, and
+  // learns what became of the file meanwhile: its size; -1 when another open holds the
+  // lock (errno as the system left it); -2 when the file has been removed meanwhile or its
+  // size cannot be learned (the lock is then held: close the file). From here on only the
+  // bytes within that size count as in the file, so a mapping never touches bytes another
+  // open cut away while the lock was given up.
+  int64_t relock_header();
 
   // Lets read_at and write_at copy from and into a shared mapping of the file instead of
   // asking the system for every block, once the file has been read often enough to be
@@ -110,6 +117,11 @@ class File {
   bool map_writes_ = false;
   int unmapped_reads_ = 0;  // reads by system call since map_reads
 };
+
+// Whether a file removed while some handle has it open keeps its name until that handle is
+// closed, so that nobody can make a new file of that name meanwhile (Windows). Where it
+// does, a file must not stay open between uses that other processes' removals wait for.
+bool removal_waits_for_close();
 
 // File system.
 bool remove_file(const char* path);                 // deletes a file (not a directory)

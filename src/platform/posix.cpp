@@ -209,6 +209,17 @@ bool header_lock(intptr_t handle, short type) {
 bool File::lock_header() { return header_lock(handle_, F_WRLCK); }
 bool File::unlock_header() { return header_lock(handle_, F_UNLCK); }
 
+int64_t File::relock_header() {
+  if (!lock_header()) return -1;
+  struct stat st;
+  if (fstat(static_cast<int>(handle_), &st) != 0 || st.st_nlink == 0) return -2;
+  map_valid_ = static_cast<int64_t>(st.st_size);
+  if (map_ != nullptr) map_writes_ = static_cast<int64_t>(st.st_blocks) * 512 >= st.st_size;
+  return static_cast<int64_t>(st.st_size);
+}
+
+bool removal_waits_for_close() { return false; }
+
 bool remove_file(const char* path) { return ::unlink(path) == 0; }
 bool rename_file(const char* from, const char* to) { return ::rename(from, to) == 0; }
 bool file_exists(const char* path) {

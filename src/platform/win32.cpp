@@ -154,6 +154,18 @@ bool File::unlock_header() {
   return UnlockFileEx(as_handle(handle_), 0, 4, 0, &ov) != 0;
 }
 
+int64_t File::relock_header() {
+  if (!lock_header()) return -1;
+  FILE_STANDARD_INFO info;
+  if (!GetFileInformationByHandleEx(as_handle(handle_), FileStandardInfo, &info, sizeof info) ||
+      info.DeletePending) {
+    return -2;
+  }
+  return static_cast<int64_t>(info.EndOfFile.QuadPart);
+}
+
+bool removal_waits_for_close() { return true; }
+
 // Reads stay ReadFile: the mapping fields of File are never set here.
 void File::map_reads() {}
 bool File::map_covering(int64_t) { return false; }

@@ -61,6 +61,7 @@ struct TabHandle {
   std::vector<int32_t> text_off;    // field slot of each column in a row buffer
   int32_t text_size = 0;            // bytes of a row buffer
   int users = 0;
+  bool parked = false;       // unused: files open but unlocked (isuspend_db) until used again
   bool in_trans = false;     // the open transaction holds a use
   class Scan* owner = nullptr;  // the reader whose position the indexes hold
 };
@@ -74,7 +75,10 @@ int32_t exe_open_db(const char* dbname);
 void exe_close_db();
 bool exe_db_open();
 // With `keep`, tables stay open between statements (and their files locked against other
-// processes) until the database is closed; without, an unused table is closed at once.
+// processes) until the database is closed. Without, an unused table gives up its locks at
+// once, so that other processes may use it; it stays open unlocked, and its next use
+// takes it up again as it was when nobody changed it meanwhile, or opens it anew (where a
+// removal would wait for the open file, on Windows, it is closed instead).
 void exe_keep_tables_open(bool keep);
 const char* exe_dbname();
 

@@ -221,7 +221,7 @@ int32_t finish_log() {
     std::unique_ptr<TabHandle>* h = s.tables.find(name);
     if (h == nullptr) continue;
     TabHandle* t = h->get();
-    // A table that closes now is flushed by its close; one that stays open is flushed here.
+    // A table that closes or parks now is flushed by that; one that stays open is flushed here.
     const bool stays_open = t->users > 1 || s.keep_open;
     if (stays_open && t->db != nullptr && iflush_db(t->db) != 1)
       rc = isam_fail("iflush_db", t->file.c_str());
@@ -318,10 +318,17 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
   int32_t rc = get_tab_desc(ts, &td);
   if (rc != RC_OK) return rc;
   if (std::unique_ptr<TabHandle>* h = s.tables.find(td->ts.s_tabname)) {
-    (*h)->td = td;
-    ++(*h)->users;
-    *out = h->get();
-    return RC_OK;
+    TabHandle* t = h->get();
+    if (!t->parked || iresume_db(t->db) == 1) {
+      t->parked = false;
+      t->td = td;
+      ++t->users;
+      *out = t;
+      return RC_OK;
+    }
+    // Changed or taken away meanwhile: what this process held of it is stale, and the
+    // table is opened anew (with the failures of a first open, when there is one).
+    close_handle(t);
   }
   auto t = std::make_unique<TabHandle>();
   t->name = td->ts.s_tabname;
@@ -350,10 +357,17 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
 }
 
 int32_t release_table(TabHandle* t, int flags) {
-  (void)flags;  // every release gives back one use; the last one closes the files
+  (void)flags;  // every release gives back one use; the last one parks or closes the files
   if (t == nullptr) return RC_OK;
-  if (--t->users <= 0 && !st().keep_open) return close_handle(t);
-  return RC_OK;
+  if (--t->users > 0 || st().keep_open) return RC_OK;
+  if (platform::removal_waits_for_close()) return close_handle(t);
+  if (isuspend_db(t->db) == 1) {
+    t->parked = true;
+    return RC_OK;
+  }
+  const int32_t rc = isam_fail("isuspend_db", t->file.c_str());
+  close_handle(t);
+  return rc;
 }
 
 int32_t use_table(const TABSPEC& ts, int mode) {

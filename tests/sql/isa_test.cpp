@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "cbt/cbt.h"
 #include "isam/isam.h"
 #include "runtime/lpdsn.h"
 #include "services/rpdsql.h"
@@ -18,6 +19,11 @@
 #include "sql/schema.h"
 #include "sql/status.h"
 #include "testutil.h"
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 namespace kyt {
 namespace {
@@ -292,6 +298,49 @@ TEST_F(IsaTest, TablesWithoutPrimaryKeepEqualRowsInFileOrder) {
 }
 
 extern "C" int rpdsql_client_steps(void);
+
+#ifndef _WIN32
+// Between statements a table is free for other processes, and what they changed is what
+// the next statement here sees; while a cursor uses it, it is not.
+TEST_F(IsaTest, OtherProcessesUseTablesBetweenStatements) {
+  make_kt();
+  ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'here')"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"1"}));
+  // A child process that starts from nothing, as another program of the station would.
+  auto child = [](const std::string& statement) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      // The files first, closed without a word: this process's copies share their locks
+      // with the parent's, and an unlock here would give up the parent's.
+      isam_reset_for_tests();
+      cb_reset_for_tests();
+      rpdsql_reset_for_tests();
+      _exit(rpdsql_run("OPEN DB") == 0 && rpdsql_run(statement) == 0 ? 0 : 1);
+    }
+    int status = 0;
+    return pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  };
+  EXPECT_EQ(child("INSERT INTO KT VALUES(2, 'qs', 2, 'there')"), 0);
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT"), (std::vector<std::string>{"1|here", "2|there"}));
+  EXPECT_EQ(child("UPDATE KT SET NAME = 'changed' WHERE CN = 1"), 0);
+  EXPECT_EQ(child("DELETE FROM KT WHERE CN = 2"), 0);
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT"), (std::vector<std::string>{"1|changed"}));
+
+  int32_t cn = 0;
+  std::vector<HostVar> out{{kTypeInteger, &cn}};
+  ASSERT_EQ(run("INSERT INTO KT VALUES(4, 'qn', 4, 'mine')"), 0);
+  ASSERT_EQ(run("DECLARE C1 CURSOR FOR SELECT CN FROM KT", out), 0);
+  EXPECT_EQ(cn, 1);
+  EXPECT_EQ(child("INSERT INTO KT VALUES(3, 'qn', 3, 'blocked')"), 1);
+  ASSERT_EQ(run("CLOSE C1"), 0);
+  EXPECT_EQ(child("INSERT INTO KT VALUES(3, 'qn', 3, 'later')"), 0);
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT"),
+            (std::vector<std::string>{"1|changed", "3|later", "4|mine"}));
+  std::vector<std::string> problems;
+  EXPECT_TRUE(icheck_db(dir_.file("KT").c_str(), &problems, 10));
+  for (const std::string& p : problems) ADD_FAILURE() << p;
+}
+#endif
 
 TEST_F(IsaTest, ClientProgramInC) { EXPECT_EQ(rpdsql_client_steps(), 0); }
 
