@@ -66,13 +66,15 @@ int icreate_db(const char* name, const char* const* fields) {
     isam_errno = kIsamNoOverwrite;
     return -1;
   }
-  // Header: field count, change counter, then the field names. The counter starts from a
-  // value that differs from one making of a file to the next, so that a process still
-  // holding a removed file of this name open cannot take the new one for its own.
+  // Header: field count and first record offset (16 bits each), change counter, then the
+  // field names. The counter starts from a value that differs from one making of a file to
+  // the next, so that a process still holding a removed file of this name open cannot take
+  // the new one for its own.
   std::string header(kHeaderSize, '\0');
   int32_t nfields = 0;
   for (const char* const* f = fields; *f != nullptr; ++f) {
-    if (**f == '\0' || nfields == kMaxFields) {
+    if (**f == '\0' || nfields == kMaxFields ||
+        header.size() + std::strlen(*f) + 1 > static_cast<size_t>(kMaxFirstRecord)) {
       isam_errno = kIsamBadField;
       return -1;
     }
@@ -80,8 +82,10 @@ int icreate_db(const char* name, const char* const* fields) {
     header.push_back('\0');
     ++nfields;
   }
-  put_le32(reinterpret_cast<unsigned char*>(header.data()), nfields);
-  put_le32(reinterpret_cast<unsigned char*>(header.data()) + 4, first_counter());
+  unsigned char* head = reinterpret_cast<unsigned char*>(header.data());
+  put_le16(head, nfields);
+  put_le16(head + 2, static_cast<int32_t>(header.size()));
+  put_le32(head + 4, first_counter());
 
   platform::File f;
   if (!f.open(data.c_str(), platform::OpenMode::kCreate)) {

@@ -20,7 +20,8 @@ namespace kyt {
 
 constexpr int kMaxIndexNumber = 255;   // index numbers 1..255 fit the key's first byte
 constexpr int kCatalogueByte = 0;      // first key byte of catalogue entries
-constexpr int32_t kHeaderSize = 8;     // data file: field count, change counter
+constexpr int32_t kHeaderSize = 8;     // data file: field count, first record, change counter
+constexpr int32_t kMaxFirstRecord = 0xFFFF;  // the first record's offset is a 16-bit word
 constexpr int32_t kMaxFields = 4096;   // more fields in a header means a damaged file
 
 struct IsamIndex {
@@ -116,6 +117,13 @@ inline void put_le32(unsigned char* p, int32_t v) {
   p[1] = static_cast<unsigned char>(u >> 8);
   p[2] = static_cast<unsigned char>(u >> 16);
   p[3] = static_cast<unsigned char>(u >> 24);
+}
+inline void put_le16(unsigned char* p, int32_t v) {
+  p[0] = static_cast<unsigned char>(v);
+  p[1] = static_cast<unsigned char>(v >> 8);
+}
+inline int32_t get_le16(const unsigned char* p) {
+  return static_cast<int32_t>(p[0] | (p[1] << 8));
 }
 inline int32_t get_le32(const unsigned char* p) {
   return static_cast<int32_t>(static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |

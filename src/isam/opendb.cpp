@@ -9,38 +9,37 @@ namespace kyt {
 namespace {
 constexpr const char* kModule = "KYTEXE";
 
-// Reads and checks the data file header: the field count, the change counter, then the
-// field names, whose end is where the records begin; 24 for anything that cannot be a
-// header. It is read through the page cache: the file's first page, read once, holds the
-// header and often the first records too.
+// Reads and checks the data file header: field count and first record offset, change
+// counter, field names; 24 for anything that cannot be a header. It is read through the
+// page cache: the file's first page, read once, holds the header and often the first
+// records too.
 int read_header(IsamDb* db) {
   unsigned char head[kHeaderSize];
   const int64_t size = db->data.size();
   if (size < kHeaderSize || db->cache.read(db->data, head, kHeaderSize, 0, size) != kHeaderSize) {
     return kIsamDataCorrupt;
   }
-  const int32_t nfields = get_le32(head);
-  if (nfields < 1 || nfields > kMaxFields) return kIsamDataCorrupt;
-  int64_t at = kHeaderSize;
-  char chunk[512];
-  std::string name;
-  while (static_cast<int32_t>(db->field_names.size()) < nfields) {
-    const int64_t got = db->cache.read(db->data, chunk, sizeof chunk, at, size);
-    if (got < 0) return kIsamIo;
-    if (got == 0 || at + got > INT32_MAX) return kIsamDataCorrupt;  // names run to the end
-    for (int64_t i = 0; i < got && static_cast<int32_t>(db->field_names.size()) < nfields; ++i) {
-      ++at;
-      if (chunk[i] != '\0') {
-        name.push_back(chunk[i]);
-        continue;
-      }
-      if (name.empty()) return kIsamDataCorrupt;  // empty field name
-      db->field_names.push_back(std::move(name));
-      name.clear();
-    }
+  const int32_t nfields = get_le16(head);
+  const int32_t first = get_le16(head + 2);
+  if (nfields < 1 || nfields > kMaxFields || first <= kHeaderSize || first > size) {
+    return kIsamDataCorrupt;
   }
+  std::string names(static_cast<size_t>(first - kHeaderSize), '\0');
+  if (db->cache.read(db->data, names.data(), names.size(), kHeaderSize, size) !=
+      static_cast<int64_t>(names.size())) {
+    return kIsamIo;
+  }
+  if (names.back() != '\0') return kIsamDataCorrupt;
+  size_t pos = 0;
+  while (pos < names.size()) {
+    size_t end = names.find('\0', pos);
+    if (end == pos) return kIsamDataCorrupt;  // empty field name
+    db->field_names.emplace_back(names, pos, end - pos);
+    pos = end + 1;
+  }
+  if (static_cast<int32_t>(db->field_names.size()) != nfields) return kIsamDataCorrupt;
   db->nfields = nfields;
-  db->first_record = static_cast<int32_t>(at);
+  db->first_record = first;
   db->changes = static_cast<uint32_t>(get_le32(head + 4));
   db->data_end = size;
   return 0;

@@ -137,22 +137,33 @@ TEST_F(IsamSuspend, AnOpenInThisProcessTakesTheFilesOver) {
   expect_sound();
 }
 
-// Data files whose header word 1 holds anything (the offset of the first record, as files
-// made before the counter did) open alike; names that run off the end of the file do not.
-TEST_F(IsamSuspend, HeaderWordOneIsTheCounterOnly) {
+// The header as written, and headers whose field count and first record offset disagree
+// with the names: the counter may hold anything, the other two words must fit exactly.
+TEST_F(IsamSuspend, HeaderWordsAndTheirChecks) {
   ASSERT_EQ(add(db_, "a", "1"), 1);
   ASSERT_EQ(iclose_db(db_), 1);
-  std::string bytes = test::read_file(base_ + ".DB");
+  const std::string bytes = test::read_file(base_ + ".DB");
   ASSERT_EQ(bytes.size(), 20u);  // header, names, one record
-  bytes.replace(4, 4, std::string("\x0c\x00\x00\x00", 4));  // 8 + "K\0V\0"
-  test::write_file(base_ + ".DB", bytes);
-  db_ = iopen_db(base_.c_str());
-  ASSERT_NE(db_, nullptr);
-  EXPECT_EQ(value_of(db_, "a"), "1");
-  ASSERT_EQ(iclose_db(db_), 1);
-  test::write_file(base_ + ".DB", bytes.substr(0, 9));  // "K" without its terminator
-  EXPECT_EQ(iopen_db(base_.c_str()), nullptr);
-  EXPECT_EQ(isam_errno, kIsamDataCorrupt);
+  EXPECT_EQ(bytes.substr(0, 4), std::string("\x02\x00\x0c\x00", 4));
+  EXPECT_EQ(bytes.substr(8, 4), std::string("K\0V\0", 4));
+  auto opens = [&](std::string changed) {
+    test::write_file(base_ + ".DB", changed);
+    IsamDb* db = iopen_db(base_.c_str());
+    if (db == nullptr) return isam_errno;
+    const bool same = value_of(db, "a") == "1";
+    return iclose_db(db) == 1 && same ? 0 : -1;
+  };
+  std::string b = bytes;
+  b.replace(4, 4, std::string("\xff\xff\xff\xff", 4));
+  EXPECT_EQ(opens(b), 0);
+  for (const char* head : {"\x01\x00\x0c\x00", "\x03\x00\x0c\x00", "\x02\x00\x0a\x00",
+                           "\x02\x00\x10\x00", "\x02\x00\x08\x00", "\x02\x00\x00\x01"}) {
+    b = bytes;
+    b.replace(0, 4, std::string(head, 4));
+    EXPECT_EQ(opens(b), kIsamDataCorrupt) << static_cast<int>(head[0]) << "," << static_cast<int>(head[2]);
+  }
+  EXPECT_EQ(opens(bytes.substr(0, 11)), kIsamDataCorrupt);  // names cut short
+  EXPECT_EQ(opens(bytes), 0);
 }
 
 #ifndef _WIN32
