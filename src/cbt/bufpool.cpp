@@ -75,6 +75,7 @@ struct BFile {
   // the file is unknown), and a block written from any other buffer, a freed block among
   // them, loses its byte. Never filled for a file opened read-only, which never writes.
   std::vector<uint8_t> written_sound;
+  int dirty_bufs = 0;  // buffers holding a block of this file with dirty set (mark_dirty)
 };
 
 namespace {
@@ -199,11 +200,17 @@ void touch(Pool* p, Buf* b) {
   p->last = b;
 }
 
+// Sets a buffer's dirty flag, keeping its file's count of dirty buffers.
+void mark_dirty(Buf* b, int32_t dirty) {
+  if (b->dirty != dirty && b->file != nullptr) b->file->dirty_bufs += dirty ? 1 : -1;
+  b->dirty = dirty;
+}
+
 void forget_block(Pool* p, Buf* b) {
+  mark_dirty(b, 0);
   index_remove(p, b);
   b->file = nullptr;
   b->blkno = -1;
-  b->dirty = 0;
   b->checked = false;
 }
 
@@ -470,15 +477,17 @@ int flush_bfile(BFile* bf) {
   if (p == nullptr) return -1;
   int rc = 1;
   bp_errno = 0;
-  for (Buf* b = p->first; b != nullptr; b = b->next) {
+  int left = bf->dirty_bufs;  // those that fail stay dirty and counted
+  for (Buf* b = p->first; b != nullptr && left > 0; b = b->next) {
     if (b->file != bf || !b->dirty) continue;
+    --left;
     if (write_buf(b) != 1) {
       BP_TRACE("flush_bfile : writeblk failed");
       bp_errno = 4;
       rc = -1;
       continue;
     }
-    b->dirty = 0;
+    mark_dirty(b, 0);
   }
   return rc;
 }
@@ -601,9 +610,9 @@ int put_blk(BFile* bf, uint8_t* data, int write_now) {
       bp_errno = 4;
       return -1;
     }
-    b->dirty = 0;
+    mark_dirty(b, 0);
   } else {
-    b->dirty = 1;
+    mark_dirty(b, 1);
   }
   touch(p, b);
   bp_errno = 0;

@@ -74,6 +74,9 @@ struct IsamDb {
   bool holes_idle = false; // the holes tree is open but its lock not taken since resuming
 };
 
+// Writes the data file's pending pages: false with isam_errno 7 and the "flushdb" trace line
+// when a write failed (position.cpp).
+bool I_flush_data(IsamDb* db);
 // Moves the change counter on, in the file at once, unless done since the locks were taken
 // (isam_writable calls it); false with isam_errno 7 when it cannot be written.
 bool I_count_change(IsamDb* db);

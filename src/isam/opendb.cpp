@@ -161,9 +161,8 @@ bool I_count_change(IsamDb* db) {
   put_le32(word, static_cast<int32_t>(db->changes + 1));
   // Through the cache, which may hold the header's page, and on to the file at once, ahead
   // of every change it announces.
-  if (!I_write(db, word, 4, 4) || !db->cache.flush(db->data)) {
+  if (!I_write(db, word, 4, 4) || !I_flush_data(db)) {
     isam_errno = kIsamIo;
-    ISAM_TRACE(kModule, "flushdb : write (IO_ERROR 2)");
     return false;
   }
   ++db->changes;
@@ -174,7 +173,8 @@ bool I_count_change(IsamDb* db) {
 int isuspend_db(IsamDb* db) {
   if (!isam_enter_registered(db)) return -1;
   if (db->suspended || db->readonly) return 1;
-  if (iflush_db(db) != 1) return -1;
+  // As iflush_db, the data file first: its records are what the index entries name.
+  if (!I_flush_data(db)) return -1;
   for (CbCursor* c : {db->holes_idle ? nullptr : db->holes, db->tree}) {
     if (c != nullptr && cbsuspend(c) != 1) {
       isam_errno = kIsamCbt;

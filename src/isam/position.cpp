@@ -122,12 +122,15 @@ int iflush_db(IsamDb* db) {
   if (db->tree != nullptr && cbflush(db->tree) != 1) rc = -1;
   if (db->holes != nullptr && cbflush(db->holes) != 1) rc = -1;
   if (rc != 1) isam_errno = kIsamCbt;
-  if (!db->cache.flush(db->data)) {
-    isam_errno = kIsamIo;
-    ISAM_TRACE(kModule, "flushdb : write (IO_ERROR 2)");
-    rc = -1;
-  }
+  if (!I_flush_data(db)) rc = -1;
   return rc;
+}
+
+bool I_flush_data(IsamDb* db) {
+  if (db->cache.flush(db->data)) return true;
+  isam_errno = kIsamIo;
+  ISAM_TRACE(kModule, "flushdb : write (IO_ERROR 2)");
+  return false;
 }
 
 }  // namespace kyt

@@ -75,8 +75,8 @@ class File {
   int64_t relock_header();
 
   // Lets read_at and write_at copy from and into a shared mapping of the file instead of
-  // asking the system for every block, once the file has been read often enough to be
-  // worth mapping (POSIX; Windows keeps the system calls). The mapping is the system's own
+  // asking the system for every block, once the file has been read or written often enough
+  // to be worth mapping (POSIX; Windows keeps the system calls). The mapping is the system's own
   // copy of the file's pages, so every other reader sees a write at once, as after a
   // system call, and it outlives the process. Only for a file opened for reading and
   // writing whose length nobody reduces while it is open: touching mapped bytes that are
@@ -115,7 +115,7 @@ class File {
   int64_t map_valid_ = 0;
   bool map_wanted_ = false;
   bool map_writes_ = false;
-  int unmapped_reads_ = 0;  // reads by system call since map_reads
+  int unmapped_reads_ = 0;  // reads and writes by system call since map_reads
 };
 
 // Whether a file removed while some handle has it open keeps its name until that handle is

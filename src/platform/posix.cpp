@@ -56,8 +56,8 @@ void File::close() {
 }
 
 namespace {
-// A file read fewer times than this after map_reads is not worth a mapping (a statement
-// that opens a table, reads a few blocks and closes it again).
+// A file read and written fewer times than this after map_reads is not worth a mapping (a
+// statement that opens a table, reads a few blocks and closes it again).
 constexpr int kMapAfterReads = 64;
 constexpr int64_t kMinMapping = int64_t{1} << 20;
 }  // namespace
@@ -157,6 +157,12 @@ int64_t File::read_at(void* buf, size_t n, int64_t offset) {
 
 int64_t File::write_at(const void* buf, size_t n, int64_t offset) {
   if (handle_ == kNoHandle || offset < 0) return -1;
+  // A file written often is mapped like one read often (a tree whose blocks all stay in
+  // the buffers is only ever written).
+  if (map_wanted_ && map_ == nullptr && ++unmapped_reads_ >= kMapAfterReads &&
+      !map_covering(offset + static_cast<int64_t>(n))) {
+    map_wanted_ = false;
+  }
   // Bytes already in the file are changed in the mapping, which is the system's own copy
   // of them: no call, and nothing to allocate, so nothing can fail there. Growth goes
   // through the system call.

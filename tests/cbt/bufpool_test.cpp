@@ -65,7 +65,13 @@ class BufpoolLru : public CbtFixture {
     };
     for (int step = 0; step < steps && !HasFailure(); ++step) {
       int op = pick(100);
-      if (op < 2) {  // grow or shrink the pool
+      if (op < 3) {  // a flush writes exactly the dirty buffers, whatever came before it
+        ASSERT_EQ(flush_bfile(bf), 1);
+        for (auto& r : lru) {
+          if (r.dirty) disk[r.blk] = r.data;
+          r.dirty = false;
+        }
+      } else if (op < 5) {  // grow or shrink the pool
         int n = 1 + pick(4);
         if (pick(2) == 0) {
           ASSERT_EQ(add_bufs(pool, n), n);
