@@ -43,8 +43,10 @@ class DataCache {
   int64_t read(platform::File& file, void* buf, size_t n, int64_t offset, int64_t end);
   // The n bytes at `offset` where they lie inside one page of the cache (read in if need
   // be); nullptr when they cross a page end, lie past `end`, or the cache cannot hold the
-  // page. The pointer is valid until the next call on this cache.
-  const unsigned char* view(platform::File& file, int64_t offset, size_t n, int64_t end);
+  // page. The pointer is valid until the next call on this cache. `rest`, when given, gets
+  // the bytes from `offset` to the end of the page's data, all of which may be read.
+  const unsigned char* view(platform::File& file, int64_t offset, size_t n, int64_t end,
+                            int64_t* rest = nullptr);
   // Asks the processor to fetch the bytes at `offset` if their page is held (a hint only).
   void prefetch(int64_t offset) const;
   // Writes n bytes at `offset` of `file` whose size is `end` (offset <= end): into the

@@ -67,30 +67,40 @@ int I_fetchrec(IsamDb* db, int32_t offset, std::string* bytes) {
 }
 
 
+#if defined(__SSE2__)
+namespace {
+// Bit i set where p[i] is a zero byte, for the 16 bytes at p.
+inline unsigned zero_bytes(const char* p) {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())));
+}
+// Bits set in a 16-bit mask (no popcount instruction is assumed).
+inline int count16(unsigned m) {
+  m = m - ((m >> 1) & 0x5555u);
+  m = (m & 0x3333u) + ((m >> 2) & 0x3333u);
+  m = (m + (m >> 4)) & 0x0F0Fu;
+  return static_cast<int>((m + (m >> 8)) & 0x1Fu);
+}
+}  // namespace
+#endif
+
 int I_split_prefix(const char* buf, int end, int n, int k, const char** fields) {
   int f = 0, start = 0, i = 0;
 #if defined(__SSE2__)
   // Sixteen bytes at a time (elsewhere byte by byte, below): fields are short, and a call a
-  // field costs more than the search.
-  const __m128i zero = _mm_setzero_si128();
-  for (; i + 16 <= end && f < k; i += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + i));
-    unsigned m = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero)));
+  // field costs more than the search. Zero bytes are only counted once k texts are found.
+  auto take = [&](unsigned m, int base) {
     for (; m != 0 && f < k; m &= m - 1) {
       fields[f++] = buf + start;
-      start = i + std::countr_zero(m) + 1;
+      start = base + std::countr_zero(m) + 1;
     }
-    for (; m != 0; m &= m - 1) ++f;  // texts past the k wanted are only counted
-  }
-  // The rest is only counted: each zero byte adds 1 to its lane (at most 255 rounds a sum).
-  while (i + 16 <= end && f < n) {
-    __m128i sum = zero;
-    for (int r = 0; r < 255 && i + 16 <= end; ++r, i += 16) {
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + i));
-      sum = _mm_sub_epi8(sum, _mm_cmpeq_epi8(v, zero));
-    }
-    const __m128i total = _mm_sad_epu8(sum, zero);
-    f += _mm_cvtsi128_si32(total) + _mm_cvtsi128_si32(_mm_srli_si128(total, 8));
+    f += count16(m);
+  };
+  for (; i + 16 <= end; i += 16) take(zero_bytes(buf + i), i);
+  if (i < end && end >= 16) {
+    // The last bytes: the sixteen that end at `end`, less those already seen.
+    take(zero_bytes(buf + end - 16) >> (16 - (end - i)), i);
+    i = end;
   }
 #endif
   for (; i < end && f < n; ++i) {
@@ -184,7 +194,8 @@ int I_readrec(IsamDb* db, int32_t offset, const char** fields, char* buf, int bu
   // The record is read straight from the cached page that holds it; one that crosses a page
   // end, or a file the cache cannot hold, is read in pieces.
   unsigned char word[4];
-  const unsigned char* head = db->cache.view(db->data, offset, 4, db->data_end);
+  int64_t rest = 0;  // bytes of the page from the head on
+  const unsigned char* head = db->cache.view(db->data, offset, 4, db->data_end, &rest);
   if (head == nullptr) {
     if (static_cast<int64_t>(offset) + 4 > db->data_end || I_read(db, word, 4, offset) != 4) {
       isam_errno = kIsamIo;
@@ -204,9 +215,8 @@ int I_readrec(IsamDb* db, int32_t offset, const char** fields, char* buf, int bu
     ISAM_TRACE(kModule, "igetrec : rec_length= %d > buffer_size = %d ", len, bufsize);
     want = bufsize - 1;  // the record is cut, not refused
   }
-  const unsigned char* body = db->cache.view(db->data, offset + 4, static_cast<size_t>(want), db->data_end);
-  if (body != nullptr) {
-    std::memcpy(buf, body, static_cast<size_t>(want));
+  if (head != word && 4 + static_cast<int64_t>(want) <= rest) {
+    std::memcpy(buf, head + 4, static_cast<size_t>(want));
   } else {
     const int64_t got = I_read(db, buf, static_cast<size_t>(want), offset + 4);
     if (got != want) {

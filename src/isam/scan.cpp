@@ -30,13 +30,13 @@ struct Walk {
 int test_record(Walk& w, int32_t offset) {
   IsamDb* db = w.db;
   if (offset < db->first_record) return kCaller;
-  const unsigned char* head = db->cache.view(db->data, offset, 4, db->data_end);
+  int64_t rest = 0;
+  const unsigned char* head = db->cache.view(db->data, offset, 4, db->data_end, &rest);
   if (head == nullptr) return kCaller;
   const int32_t len = get_le32(head);
   if (len <= 0 || len >= w.bufsize) return kCaller;  // damaged, or igetrec would cut it
-  const unsigned char* body = db->cache.view(db->data, offset + 4, static_cast<size_t>(len), db->data_end);
-  if (body == nullptr) return kCaller;
-  const char* text = reinterpret_cast<const char*>(body);
+  if (4 + static_cast<int64_t>(len) > rest) return kCaller;  // it runs on into the next page
+  const char* text = reinterpret_cast<const char*>(head + 4);
   if (I_split_prefix(text, len, db->nfields, w.shown, w.fields) != db->nfields) return kCaller;
   return w.test(w.ctx, w.fields);
 }

@@ -352,6 +352,7 @@ int32_t Scan::open(const TABSPEC& ts, const PLIST<ORDERITEM>* order, const EXPR*
   int32_t rc = open_table(ts, &t_);
   if (rc != RC_OK) return rc;
   where_ = where;
+  cond_.prepare(where);
   backward_ = false;
   index_ = t_->primary;
   if (order != nullptr && !order->empty()) {
@@ -448,7 +449,7 @@ int Scan::judge(void* self, const char* const* fields) {
     if (s.backward_ ? below : above) return 2;
     if (s.backward_ ? above : below) return 0;
   }
-  return eval_bool(s.where_, RowView{s.t_->td, fields}) ? 1 : 0;
+  return s.cond_.test(RowView{s.t_->td, fields}) ? 1 : 0;
 }
 
 int32_t Scan::next() {

@@ -37,6 +37,7 @@
 
 #include "isam/isam.h"
 #include "sql/isatab.h"
+#include "sql/isaval.h"
 #include "sql/stmt.h"
 
 namespace kyt {
@@ -122,6 +123,7 @@ class Scan {
   IsamIndex* index_ = nullptr;
   bool backward_ = false;
   const EXPR* where_ = nullptr;
+  RowCondition cond_;               // where_, prepared for the rows of the scan
   std::vector<int> key_cols_;       // columns of the index's key fields
   std::vector<std::string> eq_;     // texts fixed for the first key columns
   bool has_lo_ = false, has_hi_ = false, hi_incl_ = false;

@@ -126,14 +126,20 @@ bool compare(Operand& a, Operand& b, int* result) {
 
 // The common test of a scan, a text column equal (or not) to a text: decided on the field's
 // bytes without measuring it first. False when the shape is another one.
+// Whether `e` compares a text column with a text value; then `col` and `val` are its sides.
+bool text_shape(const EXPR* e, const EXPR** col, const EXPR** val) {
+  *col = e->left;
+  *val = e->right;
+  if (!((*col)->flags & kExprColumn)) std::swap(*col, *val);
+  return ((*col)->flags & kExprColumn) && ((*val)->flags & kExprValue) &&
+         (*col)->col.p_col != nullptr && !is_numeric_type((*col)->col.p_col->type) &&
+         (*val)->value.null_ind == 0 && (*val)->value.type == kTypeChar;
+}
+
 bool text_equality(const EXPR* e, const RowView& row, bool* equal) {
-  const EXPR* col = e->left;
-  const EXPR* val = e->right;
-  if (!(col->flags & kExprColumn)) std::swap(col, val);
-  if (!(col->flags & kExprColumn) || !(val->flags & kExprValue) || col->col.p_col == nullptr ||
-      is_numeric_type(col->col.p_col->type) || val->value.null_ind != 0 || val->value.type != kTypeChar) {
-    return false;
-  }
+  const EXPR* col;
+  const EXPR* val;
+  if (!text_shape(e, &col, &val)) return false;
   const char* f = row.fields[col->col.p_col->colno - 1];
   const size_t n = static_cast<size_t>(val->value.len);
   const char* v = val->value.val.s;
@@ -368,5 +374,47 @@ bool eval_bool(const EXPR* e, const RowView& row) {
   if (e->flags & kExprCompare) return eval_compare(e, row);
   return false;
 }
+
+namespace {
+// Adds the terms of a conjunction of text (in)equalities; false for any other shape.
+bool text_terms(const EXPR* e, std::vector<RowCondition::Term>* out);
+}  // namespace
+
+void RowCondition::prepare(const EXPR* where) {
+  where_ = where;
+  terms_.clear();
+  direct_ = where != nullptr && text_terms(where, &terms_);
+  if (!direct_) terms_.clear();
+}
+
+bool RowCondition::test(const RowView& row) const {
+  if (!direct_) return eval_bool(where_, row);
+  for (const Term& t : terms_) {
+    // Byte by byte up to the value's end: the field's zero byte ends a shorter field's
+    // comparison, as the value holds none, so nothing past the field is read.
+    const char* f = row.fields[t.field];
+    if (f == nullptr) return eval_bool(where_, row);  // a row without the field's text
+    const size_t n = t.value.size();
+    size_t i = 0;
+    while (i < n && f[i] == t.value[i]) ++i;
+    if ((i == n && f[n] == '\0') != t.equal) return false;
+  }
+  return true;
+}
+
+namespace {
+bool text_terms(const EXPR* e, std::vector<RowCondition::Term>* out) {
+  if (e->flags & kExprAnd) return text_terms(e->left, out) && text_terms(e->right, out);
+  const uint32_t op = e->flags & kExprCompare;
+  if ((op != kExprEq && op != kExprNe) || (e->flags & kExprLike)) return false;
+  const EXPR* col;
+  const EXPR* val;
+  if (!text_shape(e, &col, &val) || val->value.val.s == nullptr || val->value.len < 0) return false;
+  std::string v(val->value.val.s, static_cast<size_t>(val->value.len));
+  if (v.find('\0') != std::string::npos) return false;
+  out->push_back(RowCondition::Term{col->col.p_col->colno - 1, std::move(v), op == kExprEq});
+  return true;
+}
+}  // namespace
 
 }  // namespace kyt

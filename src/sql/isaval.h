@@ -47,6 +47,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "sql/isatab.h"
 #include "sql/stmt.h"
@@ -83,6 +84,27 @@ struct RowView {
 // Evaluates a condition on a row; a null tree is true. Host-variable nodes carry their
 // bound values.
 bool eval_bool(const EXPR* e, const RowView& row);
+
+// A condition prepared for testing many rows, with eval_bool's answer on every row. A
+// conjunction of text columns compared for equality or inequality with texts (the common
+// test of a scan) is decided on the field bytes, term by term; any other condition is
+// handed to eval_bool. Prepared after its host variables are bound; the tree must outlive it.
+class RowCondition {
+ public:
+  void prepare(const EXPR* where);
+  bool test(const RowView& row) const;
+
+  struct Term {
+    int field;          // column number - 1
+    std::string value;  // without zero bytes
+    bool equal;         // "=" (else "<>")
+  };
+
+ private:
+  const EXPR* where_ = nullptr;
+  bool direct_ = false;  // decided by terms_ alone
+  std::vector<Term> terms_;
+};
 
 }  // namespace kyt
 

@@ -1,10 +1,14 @@
 // Text equality, decided on the field's bytes, against the ordering comparisons that
-// measure both sides: a = b exactly when a <= b and a >= b.
+// measure both sides: a = b exactly when a <= b and a >= b; prepared conditions against
+// eval_bool.
 #include "sql/isaval.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -71,6 +75,59 @@ TEST(IsavalText, EqualityAgreesWithOrderingOnEveryShape) {
   EXPR inner = leaf_text(odd, 4);
   EXPECT_FALSE(eval(kExprEq, &col, &inner, "qn", &c));
   EXPECT_TRUE(eval(kExprNe, &col, &inner, "qn", &c));
+}
+
+// Random rows and conditions: conjunctions of text (in)equalities (decided on the bytes)
+// and conditions of other shapes (handed on) answer as eval_bool does.
+TEST(IsavalCondition, PreparedAnswersAsEvalBool) {
+  std::vector<COLDESC> cols(3);
+  for (int i = 0; i < 3; ++i) {
+    std::snprintf(cols[static_cast<size_t>(i)].s_colname, sizeof cols[0].s_colname, "C%d", i);
+    cols[static_cast<size_t>(i)].colno = static_cast<int16_t>(i + 1);
+    cols[static_cast<size_t>(i)].type = i == 2 ? kTypeInteger : kTypeChar;
+    cols[static_cast<size_t>(i)].width = i == 2 ? 11 : 4;
+  }
+  const std::vector<std::string> texts = {"", "a", "ab", "abc", "b", "ba", "+0000000001", "1"};
+  std::mt19937 rng(5);
+  auto pick = [&](size_t n) { return static_cast<size_t>(rng() % n); };
+  for (int round = 0; round < 3000; ++round) {
+    std::vector<EXPR> nodes;
+    nodes.reserve(32);  // no reallocation: nodes point at each other
+    auto add = [&](EXPR e) {
+      nodes.push_back(e);
+      return &nodes.back();
+    };
+    std::function<EXPR*(int)> make = [&](int depth) -> EXPR* {
+      const size_t kind = depth > 2 ? 3 + pick(2) : pick(5);
+      if (kind < 2) {  // AND, sometimes OR
+        EXPR e{};
+        e.flags = kind == 0 || pick(4) != 0 ? kExprAnd : kExprOr;
+        e.left = make(depth + 1);
+        e.right = make(depth + 1);
+        return add(e);
+      }
+      EXPR e{};
+      const uint32_t ops[] = {kExprEq, kExprNe, kExprEq, kExprNe, kExprLt, kExprEq | kExprLike};
+      e.flags = ops[pick(kind == 2 ? 6 : 2)];
+      const std::string& v = texts[pick(texts.size())];
+      EXPR* col = add(leaf_column(&cols[pick(3)]));
+      EXPR* val = add(leaf_text(v.c_str(), static_cast<int>(v.size())));
+      if (pick(8) == 0) val->value.null_ind = -1;
+      e.left = pick(2) == 0 ? col : val;
+      e.right = e.left == col ? val : col;
+      return add(e);
+    };
+    const EXPR* where = make(0);
+    RowCondition cond;
+    cond.prepare(where);
+    for (int row = 0; row < 20; ++row) {
+      const char* fields[3];
+      for (const char*& f : fields) f = texts[pick(texts.size())].c_str();
+      if (pick(20) == 0) fields[pick(3)] = nullptr;
+      const RowView view{nullptr, fields};
+      ASSERT_EQ(cond.test(view), eval_bool(where, view)) << "round " << round << " row " << row;
+    }
+  }
 }
 
 }  // namespace
