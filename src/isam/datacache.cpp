@@ -120,8 +120,8 @@ int64_t DataCache::read(platform::File& file, void* buf, size_t n, int64_t offse
   return done;
 }
 
-const unsigned char* DataCache::view(platform::File& file, int64_t offset, size_t n, int64_t end,
-                                     int64_t* rest) {
+const unsigned char* DataCache::view_slow(platform::File& file, int64_t offset, size_t n,
+                                          int64_t end, int64_t* rest) {
   if (offset < 0 || static_cast<int64_t>(n) > kPageSize) return nullptr;
   const int64_t no = offset / kPageSize;
   const int64_t in = offset - no * kPageSize;

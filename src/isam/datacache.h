@@ -46,7 +46,20 @@ class DataCache {
   // page. The pointer is valid until the next call on this cache. `rest`, when given, gets
   // the bytes from `offset` to the end of the page's data, all of which may be read.
   const unsigned char* view(platform::File& file, int64_t offset, size_t n, int64_t end,
-                            int64_t* rest = nullptr);
+                            int64_t* rest = nullptr) {
+    // A page already held is found here; everything else goes the long way.
+    const uint64_t no = static_cast<uint64_t>(offset) / kPageSize;
+    if (offset >= 0 && no < pages_.size() && pages_[no].bytes != nullptr) {
+      Page& p = pages_[no];
+      const int64_t in = offset - static_cast<int64_t>(no) * kPageSize;
+      if (in + static_cast<int64_t>(n) <= p.valid && offset + static_cast<int64_t>(n) <= end) {
+        p.used = true;
+        if (rest != nullptr) *rest = p.valid - in;
+        return p.bytes.get() + in;
+      }
+    }
+    return view_slow(file, offset, n, end, rest);
+  }
   // Asks the processor to fetch the bytes at `offset` if their page is held (a hint only).
   void prefetch(int64_t offset) const;
   // Writes n bytes at `offset` of `file` whose size is `end` (offset <= end): into the
@@ -69,6 +82,8 @@ class DataCache {
     bool used = false;                       // looked at since the clock hand last passed
   };
   Page* page(platform::File& file, int64_t no, int64_t end);
+  const unsigned char* view_slow(platform::File& file, int64_t offset, size_t n, int64_t end,
+                                 int64_t* rest);
   Page* hold(int64_t no);  // a page made for bytes past the end, or nullptr
   bool give_back_one(platform::File& file);
   bool write_out(platform::File& file, int64_t no);

@@ -116,8 +116,8 @@ int32_t irecoffset(IsamDb* db, IsamIndex* index);
 using IsamRowTest = int (*)(void* ctx, const char* const* fields);
 // Moves like ifindnext (forward) or ifindprev, record after record, until the test answers
 // non-zero: 1 on a record it took, delivered into `fields` and `buf` as igetrec delivers
-// it; 0 on one where it stopped; 2 on a record it could not be shown (one crossing a cache
-// page, too long for `bufsize`, damaged, or every record of the physical index): the
+// it; 0 on one where it stopped; 2 on a record it could not be shown (one too long for
+// `bufsize`, damaged, or every record of the physical index): the
 // caller reads it with igetrec and tests it itself. The end states -2 / -3 and -1 as
 // ifindnext. The test sees records as igetrec with a buffer of `bufsize` would deliver
 // them, but only their first `shown` fields are set (all of them when `shown` is negative

@@ -21,6 +21,7 @@ struct Walk {
   int bufsize;
   int shown;  // leading fields the test reads
   const char** fields;
+  std::vector<char>& spill;  // a record that crosses a page end, put together
   int verdict = 0;
   int32_t offset = 0;  // of the record the walk stopped on
 };
@@ -35,8 +36,16 @@ int test_record(Walk& w, int32_t offset) {
   if (head == nullptr) return kCaller;
   const int32_t len = get_le32(head);
   if (len <= 0 || len >= w.bufsize) return kCaller;  // damaged, or igetrec would cut it
-  if (4 + static_cast<int64_t>(len) > rest) return kCaller;  // it runs on into the next page
   const char* text = reinterpret_cast<const char*>(head + 4);
+  if (4 + static_cast<int64_t>(len) > rest) {
+    // It runs on into the next page: tested from a copy.
+    if (static_cast<int64_t>(offset) + 4 + len > db->data_end) return kCaller;
+    if (w.spill.size() < static_cast<size_t>(len)) w.spill.resize(static_cast<size_t>(len));
+    if (db->cache.read(db->data, w.spill.data(), static_cast<size_t>(len), offset + 4, db->data_end) != len) {
+      return kCaller;
+    }
+    text = w.spill.data();
+  }
   if (I_split_prefix(text, len, db->nfields, w.shown, w.fields) != db->nfields) return kCaller;
   return w.test(w.ctx, w.fields);
 }
@@ -69,9 +78,10 @@ int ifindwhere(IsamDb* db, IsamIndex* index, int forward, IsamRowTest test, void
   if (shown < 0 || shown > db->nfields) shown = db->nfields;
   // One list of field pointers serves every walk of the process (walks do not nest).
   static std::vector<const char*> shown_fields;
+  static std::vector<char> spill;
   if (shown_fields.size() < static_cast<size_t>(db->nfields)) shown_fields.resize(static_cast<size_t>(db->nfields));
   std::fill(shown_fields.begin(), shown_fields.end(), nullptr);
-  Walk w{db, index, test, ctx, bufsize, shown, shown_fields.data()};
+  Walk w{db, index, test, ctx, bufsize, shown, shown_fields.data(), spill};
   int verdict = 0;
   if (index->position_status != 1 || index->pending_next) {
     // From an edge, or from a vanished record, the first step is an ordinary one: it knows
