@@ -2,6 +2,7 @@
 #include "sql/ISAsqlutil.h"
 
 #include <cstring>
+#include <string>
 
 #include "runtime/trace.h"
 #include "sql/sqlparse.h"
@@ -46,6 +47,37 @@ void bind_hostvar(EXPR* e, const HostVar& h) {
 
 namespace {
 
+// The cursor statements a fetch loop sends again and again ("FETCH C1", "CLOSE C1"), as the
+// parser understood them: the same text is not parsed again. Such a statement has no tree
+// and no parameters; its cursor name lives here until the entry is replaced, which happens
+// only in a later lpdbi_parse, after the statement has run.
+struct CursorStatement {
+  std::string text;
+  DbiOp op = DbiOp::kNone;
+  std::string cursor;
+};
+constexpr size_t kCursorStatements = 8;
+
+CursorStatement (&cursor_statements())[kCursorStatements] {
+  static CursorStatement known[kCursorStatements];
+  return known;
+}
+
+const CursorStatement* known_cursor_statement(std::string_view text) {
+  for (const CursorStatement& k : cursor_statements()) {
+    if (k.op != DbiOp::kNone && k.text == text) return &k;
+  }
+  return nullptr;
+}
+
+// The entry a newly parsed cursor statement replaces: the oldest.
+CursorStatement* new_cursor_statement() {
+  static size_t next = 0;
+  CursorStatement* slot = &cursor_statements()[next];
+  next = (next + 1) % kCursorStatements;
+  return slot;
+}
+
 int32_t refuse(int32_t rc, std::string_view text, DbiStatement* out) {
   *out = DbiStatement{};
   KYT_TRACE(kModule, kTopic, 1, "lpdbi: %s \n", sql_status_text(rc));
@@ -67,7 +99,20 @@ int32_t lpdbi_parse(std::span<const std::string_view> pieces, std::span<const Ho
   }
 
   sql::ParseOut po;
-  sql::parse(sql::Dialect::kInterface, pool, text, &po);
+  if (const CursorStatement* k = known_cursor_statement(text)) {
+    po.op = k->op;
+    po.cursor = k->cursor.c_str();
+  } else {
+    sql::parse(sql::Dialect::kInterface, pool, text, &po);
+    if (po.refusal == sql::Refusal::kNone && po.stmt == nullptr && po.cursor != nullptr &&
+        (po.op == DbiOp::kFetch || po.op == DbiOp::kClose)) {
+      CursorStatement* slot = new_cursor_statement();
+      slot->text.assign(text);
+      slot->op = po.op;
+      slot->cursor = po.cursor;
+      po.cursor = slot->cursor.c_str();
+    }
+  }
   if (po.refusal == sql::Refusal::kSyntax) {
     KYT_TRACE(kModule, kTopic, 1, "lpdbi: %s \n", "syntax error");
     KYT_TRACE(kModule, kTopic, 1, "last token read was |%.*s|\n",

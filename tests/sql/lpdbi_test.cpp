@@ -187,6 +187,30 @@ TEST_F(SqlLpdbi, DatabaseTransactionAndCursorStatements) {
   EXPECT_EQ(stmt_text(*st_.stmt), "CREATE SYNONYM A FOR B ");
 }
 
+// Cursor statements are remembered by their text: asked again, in any order and more of
+// them than are kept, they answer as when first parsed, refusals included.
+TEST_F(SqlLpdbi, RepeatedCursorStatementsAnswerAlike) {
+  for (int round = 0; round < 3; ++round) {
+    for (int c = 0; c < 12; ++c) {
+      const std::string name = "cur" + std::to_string((c * 7 + round) % 12);
+      ASSERT_EQ(parse("FETCH " + name, n_ints(2)), OK_STATE) << name;
+      EXPECT_EQ(st_.op, DbiOp::kFetch);
+      EXPECT_EQ(st_.cursor, "CUR" + name.substr(3));
+      EXPECT_EQ(st_.out.size(), 2u);
+      ASSERT_EQ(parse("CLOSE " + name), OK_STATE);
+      EXPECT_EQ(st_.op, DbiOp::kClose);
+      EXPECT_EQ(st_.cursor, "CUR" + name.substr(3));
+      EXPECT_EQ(parse("CLOSE " + name, n_ints(1)), LPDBI_E_HOSTVAR_LEFT);
+      EXPECT_EQ(parse("FETCH " + name, {{kTypeInteger, nullptr}}), LPDBI_E_HOSTVAR_NULL);
+    }
+  }
+  const std::string long_name(200, 'x');
+  EXPECT_NE(parse("FETCH " + long_name), OK_STATE);
+  EXPECT_NE(parse("FETCH " + long_name), OK_STATE);
+  EXPECT_EQ(parse("FETCH a b"), LPDBI_E_SYNTAX);
+  EXPECT_EQ(parse("FETCH a b"), LPDBI_E_SYNTAX);
+}
+
 TEST_F(SqlLpdbi, ExhaustedPoolAnswers99AndRecovers) {
   const char* text = "DECLARE c CURSOR FOR SELECT CN, STATUS FROM KT WHERE CN > ? AND STATUS = ?";
   bool saw_failure = false;
