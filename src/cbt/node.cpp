@@ -838,17 +838,31 @@ int cbrestore(CbCursor* c, int32_t* data) {
 }
 
 int cbscan(CbCursor* c, int forward, CbVisit visit, void* ctx) {
+  if (!cursor_ok(c, forward ? 9 : 10)) return -1;
+  const int dir = forward ? 1 : -1;
   int32_t data = 0;
-  int rc = forward ? cbnext(c, &data) : cbprev(c, &data);
+  // On an entry, the first move stays in its leaf if it can, under the pin of the walk;
+  // otherwise (no entry yet, or the leaf's last one) it is an ordinary move.
+  bool off_current = c->state == 1 && c->block > 0;
+  int rc = off_current ? 1 : forward ? cbnext(c, &data) : cbprev(c, &data);
   while (rc == 1) {
     {
       Tree t(c);
       NodeRef n;
-      if (!n.get(t, static_cast<uint32_t>(c->block), 13) || entry_data(c, n, nullptr) != 1) return -1;
+      if (!n.get(t, static_cast<uint32_t>(c->block), 13)) return -1;
       const int count = nd_count(n.p);
-      for (int i = c->index; forward ? i < count : i >= 0; forward ? ++i : --i) {
+      int i = c->index;
+      if (off_current) {
+        // A position the walk cannot take up is left to the ordinary move, which knows it.
+        const bool usable = nd_leaf(n.p) && i >= 0 && i < count;
+        i = usable ? i + dir : -1;
+        off_current = false;
+      } else if (entry_data(c, n, nullptr) != 1) {
+        return -1;
+      }
+      for (; i >= 0 && i < count; i += dir) {
         c->index = i;
-        const int later = forward ? i + kCbAhead : i - kCbAhead;
+        const int later = i + dir * kCbAhead;
         const int32_t ahead = later >= 0 && later < count ? e_data(n.p, later) : 0;
         if (visit(ctx, e_key(n.p, i), e_klen(n.p, i), e_data(n.p, i), ahead) != 0) return 1;
       }
