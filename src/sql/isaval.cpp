@@ -231,16 +231,23 @@ int32_t field_capacity(const COLDESC& c) {
 
 bool read_integer(std::string_view t, int64_t* v) {
   size_t p = 0;
-  while (p < t.size() && std::isspace(static_cast<unsigned char>(t[p]))) ++p;
+  // Stored fields start with their sign: blanks are looked for only where there is none.
+  if (p < t.size() && t[p] != '+' && t[p] != '-') {
+    while (p < t.size() && std::isspace(static_cast<unsigned char>(t[p]))) ++p;
+  }
   bool neg = false;
   if (p < t.size() && (t[p] == '+' || t[p] == '-')) neg = t[p++] == '-';
-  size_t digits = 0;
+  const size_t first = p;
   uint64_t acc = 0;
-  for (; p < t.size() && t[p] >= '0' && t[p] <= '9'; ++p, ++digits) {
-    acc = acc * 10 + static_cast<uint64_t>(t[p] - '0');
-    if (acc > (uint64_t{1} << 62)) return false;  // far beyond any column
+  for (; p < t.size(); ++p) {
+    const unsigned d = static_cast<unsigned char>(t[p]) - unsigned{'0'};
+    if (d > 9) break;
+    // Beyond 2^62 is far beyond any column. Asked before the digit is added, so that acc
+    // never wraps; fewer than 18 digits cannot get there.
+    if (p - first >= 18 && acc > ((uint64_t{1} << 62) - d) / 10) return false;
+    acc = acc * 10 + d;
   }
-  if (digits == 0) return false;
+  if (p == first) return false;
   *v = neg ? -static_cast<int64_t>(acc) : static_cast<int64_t>(acc);
   return true;
 }

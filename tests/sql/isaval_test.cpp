@@ -77,6 +77,32 @@ TEST(IsavalText, EqualityAgreesWithOrderingOnEveryShape) {
   EXPECT_TRUE(eval(kExprNe, &col, &inner, "qn", &c));
 }
 
+// Numbers read as "%ld" reads them, up to 2^62; longer ones are refused, never wrapped.
+TEST(IsavalNumbers, IntegersReadLikeScanf) {
+  const struct {
+    const char* text;
+    bool ok;
+    int64_t value;
+  } cases[] = {
+      {"+0000000042", true, 42},        {"-0000000007", true, -7},
+      {"+00003", true, 3},              {"  12abc", true, 12},
+      {"\t-5", true, -5},               {"0000000000000000000000001", true, 1},
+      {"4611686018427387904", true, int64_t{1} << 62},
+      {"-4611686018427387904", true, -(int64_t{1} << 62)},
+      {"4611686018427387905", false, 0}, {"20000000000000000000", false, 0},
+      {"99999999999999999999999", false, 0}, {"", false, 0},
+      {"+", false, 0},                  {" x1", false, 0},
+      {"- 1", false, 0},
+  };
+  for (const auto& c : cases) {
+    int64_t v = 0;
+    EXPECT_EQ(read_integer(c.text, &v), c.ok) << c.text;
+    if (c.ok) {
+      EXPECT_EQ(v, c.value) << c.text;
+    }
+  }
+}
+
 // Random rows and conditions: conjunctions of text (in)equalities (decided on the bytes)
 // and conditions of other shapes (handed on) answer as eval_bool does.
 TEST(IsavalCondition, PreparedAnswersAsEvalBool) {
