@@ -477,11 +477,16 @@ int flush_bfile(BFile* bf) {
   if (p == nullptr) return -1;
   int rc = 1;
   bp_errno = 0;
-  int left = bf->dirty_bufs;  // those that fail stay dirty and counted
-  for (Buf* b = p->first; b != nullptr && left > 0; b = b->next) {
-    if (b->file != bf || !b->dirty) continue;
-    --left;
-    if (write_buf(b) != 1) {
+  // Changed buffers were mostly used last: they are looked for from the most recently used
+  // end, and written from the least recently used one.
+  std::vector<Buf*> dirty;
+  dirty.reserve(static_cast<size_t>(bf->dirty_bufs));
+  for (Buf* b = p->last; b != nullptr && static_cast<int>(dirty.size()) < bf->dirty_bufs; b = b->prev) {
+    if (b->file == bf && b->dirty) dirty.push_back(b);
+  }
+  for (auto it = dirty.rbegin(); it != dirty.rend(); ++it) {
+    Buf* b = *it;
+    if (write_buf(b) != 1) {  // it stays dirty and counted
       BP_TRACE("flush_bfile : writeblk failed");
       bp_errno = 4;
       rc = -1;
