@@ -45,6 +45,14 @@ int read_header(IsamDb* db) {
   return 0;
 }
 
+// Another open holds the data file's lock: isam_errno 23 and the trace line.
+void lock_failed(const std::string& data) {
+  const int err = errno;
+  ISAM_TRACE(kModule, "I_dfopen (): lock ('%s') failed, error 0x%x, errno %d, pid %d",
+             data.c_str(), err, err, static_cast<int>(platform::process_id()));
+  isam_errno = kIsamLocked;
+}
+
 CbCursor* open_tree(const std::string& file, bool readonly) {
   return readonly ? cbopen_readonly(file.c_str(), nullptr) : cbopen(file.c_str(), nullptr);
 }
@@ -90,10 +98,7 @@ IsamDb* open_db(const char* name, bool readonly) {
     return nullptr;
   }
   if (!readonly && !db->data.lock_header()) {
-    const int err = errno;
-    ISAM_TRACE(kModule, "I_dfopen (): lock ('%s') failed, error 0x%x, errno %d, pid %d",
-               data.c_str(), err, err, static_cast<int>(platform::process_id()));
-    isam_errno = kIsamLocked;
+    lock_failed(data);
     return nullptr;
   }
   // Like the tree files: read (and changed) through a shared mapping once it is read often.
@@ -193,11 +198,7 @@ int iresume_db(IsamDb* db) {
   if (db->evicted) return 0;
   const int64_t size = db->data.relock_header();
   if (size == -1) {
-    const int err = errno;
-    ISAM_TRACE(kModule, "I_dfopen (): lock ('%s') failed, error 0x%x, errno %d, pid %d",
-               isam_file(db->name, ".DB").c_str(), err, err,
-               static_cast<int>(platform::process_id()));
-    isam_errno = kIsamLocked;
+    lock_failed(isam_file(db->name, ".DB"));
     return -1;
   }
   // The data file must be the one left, untouched: same length, same counter. The locks
