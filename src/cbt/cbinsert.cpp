@@ -467,6 +467,165 @@ int relist(Tree& t, uint32_t parent, uint32_t plevel, const uint32_t* blks, int 
   return 0;
 }
 
+// The insertion of one entry into one node goes through up to four phases: in place, shift
+// to the siblings, place after the shift, split. Each phase answers a kIns code when the
+// entry is in, 0 when the next phase must go on, -1 on failure (cb_errcode set).
+
+// Where the entry goes in the node and what the phases after the first need of it.
+struct InsPoint {
+  KeyDesc kd;     // the entry to place; may become the old low child's entry
+  int idx = 0;    // its position in the node (-1: in front of the low child, after a left shift)
+  bool leaf = false;
+};
+
+// The siblings a shift moved entries into, and whether the new entry went with them.
+struct ShiftResult {
+  bool moved = false;   // entries of the node went into a sibling
+  bool placed = false;  // the new entry itself went into a sibling
+  uint32_t unlisted[2];  // blocks whose parent entries the shifts removed, left to right
+  int nunlisted = 0;
+};
+
+// Phase 1: the entry goes into the node as it is. Refuses an entry that exists already (or
+// a duplicate key where dups are not allowed); below a branch's low child the new entry may
+// take the low path, and the old low child's entry is the one to place then.
+int insert_in_place(Tree& t, uint32_t blk, uint32_t level, InsPoint& ip, Scratch& low_key) {
+  NodeRef n;
+  if (!n.get_level(t, blk, level, 21)) {
+    INS_TRACE("cbinsert (B_ins_node): get_blk failed");
+    return -1;
+  }
+  KeyDesc& kd = ip.kd;
+  ip.leaf = nd_leaf(n.p);
+  if (locate(t.cmp, n.p, kd, &ip.idx) == 0) {
+    INS_TRACE("cbinsert (B_ins_node): key and data exist already");
+    set_err(kCbErrExists, 21);
+    return -1;
+  }
+  if (!ip.leaf && ip.idx == 0 && nd_count(n.p) >= 0) {
+    // Below the low child's first entry, the new entry becomes the low path.
+    KeyDesc f;
+    if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, 21) != 1) return -1;
+    f.key = low_key.p;
+    int c = key_cmp(t.cmp, kd.key, kd.len, f.key, f.len);
+    if (c == 0) c = kd.data < f.data ? -1 : (kd.data > f.data ? 1 : 0);
+    if (c == 0) {
+      INS_TRACE("cbinsert (B_ins_node): key and data exist already");
+      set_err(kCbErrExists, 21);
+      return -1;
+    }
+    if (c < 0) {
+      f.child = nd_low(n.p);
+      nd_set_low(n.p, kd.child);
+      n.dirty();
+      kd = f;  // the old low child is the entry to add now
+    }
+  }
+  if (ip.leaf && kd.dups == 0) {
+    bool dup;
+    if (is_dup(t, n, kd, ip.idx, &dup) != 1) return -1;
+    if (dup) {
+      INS_TRACE("cbinsert (B_is_dup_error): duplicate key");
+      set_err(kCbErrDuplicate, 21);
+      return -1;
+    }
+  }
+  if (!nd_fits(t.cmp, n.p, t.B, ip.idx, kd.key, kd.len)) return 0;
+  nd_insert(t.cmp, n.p, t.B, ip.idx, kd);
+  n.dirty();
+  if (ip.leaf) pos_inserted(t.tf, blk, ip.idx);
+  return kInsDone;
+}
+
+// Phase 2: a full node listed by its parent gives entries to its right, then its left
+// sibling (only siblings under the same parent). Entries that moved changed a sibling's
+// first entry, so the parent's entries for the shifted nodes are removed (unlisted).
+// 1 done (whatever moved), -1 failure.
+int shift_to_siblings(Tree& t, uint32_t blk, uint32_t level, uint32_t parent, int pidx,
+                      InsPoint& ip, ShiftResult& sr) {
+  uint32_t lsib = 0, rsib = 0;
+  bool ok;
+  bool listed = listed_at(t, parent, level + 1, pidx, blk, &lsib, &rsib, &ok);
+  if (!ok) return -1;
+  if (!listed) return 1;
+  if (rsib != 0) {
+    NodeRef n;
+    if (!n.get_level(t, blk, level, 28)) return -1;
+    if (nd_right(n.p) != rsib) {
+      rsib = 0;
+    } else if (ip.leaf) {
+      // The first entry the shift would offer the sibling: the node's last one, or the new
+      // entry when it goes at the end. A sibling too full for it leaves the shift a no-op.
+      const int cnt = nd_count(n.p);
+      if (!sibling_may_take(t, rsib, ip.idx < cnt ? e_klen(n.p, cnt - 1) : ip.kd.len)) rsib = 0;
+    }
+  }
+  if (lsib != 0) {
+    NodeRef n;
+    if (!n.get_level(t, blk, level, 29)) return -1;
+    if (nd_left(n.p) != lsib) lsib = 0;
+  }
+  if (rsib != 0) {
+    bool m = false;
+    if (shift_right(t, blk, rsib, level, ip.kd, ip.idx, &m, &sr.placed) != 1) {
+      INS_TRACE("cbinsert (B_shift_right): failed");
+      return -1;
+    }
+    sr.moved = m;
+    // Any move, or the new entry going there, changed the sibling's first entry.
+    if (m || sr.placed) {
+      ++cb_stats().shift_right;
+      if (unlist(t, parent, level + 1, pidx + 1, rsib) != 1) return -1;
+      sr.unlisted[sr.nunlisted++] = rsib;
+    }
+  }
+  if (!sr.placed && lsib != 0) {
+    bool m = false;
+    if (shift_left(t, blk, lsib, level, ip.kd, &ip.idx, &m, &sr.placed) != 1) {
+      INS_TRACE("cbinsert (B_shift_left): failed");
+      return -1;
+    }
+    if (m || sr.placed) {
+      ++cb_stats().shift_left;
+      if (unlist(t, parent, level + 1, pidx, blk) != 1) return -1;
+      sr.unlisted[1] = sr.nunlisted == 1 ? sr.unlisted[0] : 0;
+      sr.unlisted[0] = blk;
+      ++sr.nunlisted;
+    }
+    sr.moved = sr.moved || m;
+  }
+  return 1;
+}
+
+// Phase 3: after a shift that did not take the new entry, it goes into the node if the room
+// made is enough. A left shift may have left it in front of the low child (idx -1): it
+// becomes the low child then, and the old low child's entry the one to place.
+int place_after_shift(Tree& t, uint32_t blk, uint32_t level, InsPoint& ip, Scratch& low_key,
+                      bool moved) {
+  NodeRef n;
+  if (!n.get_level(t, blk, level, 21)) return -1;
+  KeyDesc& kd = ip.kd;
+  if (!ip.leaf && ip.idx < 0) {
+    int rc = push_low(t, n, level, kd.child, 21);
+    if (rc < 0) return -1;
+    if (rc == 1) return moved ? kInsShifted : kInsDone;
+    // The old low child's entry does not fit: it is the entry to place now.
+    KeyDesc f;
+    if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, 21) != 1) return -1;
+    f.key = low_key.p;
+    f.child = nd_low(n.p);
+    nd_set_low(n.p, kd.child);
+    n.dirty();
+    kd = f;
+    ip.idx = 0;
+  }
+  if (!nd_fits(t.cmp, n.p, t.B, ip.idx, kd.key, kd.len)) return 0;
+  nd_insert(t.cmp, n.p, t.B, ip.idx, kd);
+  n.dirty();
+  if (ip.leaf) pos_inserted(t.tf, blk, ip.idx);
+  return moved ? kInsShifted : kInsDone;
+}
+
 // B_ins_node: inserts kd into node `blk` at `level`, whose parent lists it at pidx.
 // `relist_ok`: after a shift the parent may list the shifted nodes again itself (not while
 // a repair walk is under way, which may still change the sibling it shifted into).
@@ -477,146 +636,25 @@ int ins_node(Tree& t, uint32_t blk, uint32_t level, KeyDesc kd, uint32_t parent,
     set_err(kCbErrMemory, 21);
     return -1;
   }
-  int idx;
-  bool leaf;
-  {
-    NodeRef n;
-    if (!n.get_level(t, blk, level, 21)) {
-      INS_TRACE("cbinsert (B_ins_node): get_blk failed");
-      return -1;
-    }
-    leaf = nd_leaf(n.p);
-    if (locate(t.cmp, n.p, kd, &idx) == 0) {
-      INS_TRACE("cbinsert (B_ins_node): key and data exist already");
-      set_err(kCbErrExists, 21);
-      return -1;
-    }
-    if (!leaf && idx == 0 && nd_count(n.p) >= 0) {
-      // Below the low child's first entry, the new entry becomes the low path.
-      KeyDesc f;
-      if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, 21) != 1) return -1;
-      f.key = low_key.p;
-      int c = key_cmp(t.cmp, kd.key, kd.len, f.key, f.len);
-      if (c == 0) c = kd.data < f.data ? -1 : (kd.data > f.data ? 1 : 0);
-      if (c == 0) {
-        INS_TRACE("cbinsert (B_ins_node): key and data exist already");
-        set_err(kCbErrExists, 21);
-        return -1;
-      }
-      if (c < 0) {
-        f.child = nd_low(n.p);
-        nd_set_low(n.p, kd.child);
-        n.dirty();
-        kd = f;  // the old low child is the entry to add now
-      }
-    }
-    if (leaf && kd.dups == 0) {
-      bool dup;
-      if (is_dup(t, n, kd, idx, &dup) != 1) return -1;
-      if (dup) {
-        INS_TRACE("cbinsert (B_is_dup_error): duplicate key");
-        set_err(kCbErrDuplicate, 21);
-        return -1;
-      }
-    }
-    if (nd_fits(t.cmp, n.p, t.B, idx, kd.key, kd.len)) {
-      nd_insert(t.cmp, n.p, t.B, idx, kd);
-      n.dirty();
-      if (leaf) pos_inserted(t.tf, blk, idx);
-      return kInsDone;
-    }
-  }
+  InsPoint ip;
+  ip.kd = kd;
+  int rc = insert_in_place(t, blk, level, ip, low_key);
+  if (rc != 0) return rc;
 
-  bool moved = false, placed = false;
-  uint32_t lsib = 0, rsib = 0;
-  uint32_t unlisted[2];  // blocks whose parent entries the shifts removed, left to right
-  int nunlisted = 0;
-  bool ok;
-  bool listed = listed_at(t, parent, level + 1, pidx, blk, &lsib, &rsib, &ok);
-  if (!ok) return -1;
-  if (listed && rsib != 0) {
-    NodeRef n;
-    if (!n.get_level(t, blk, level, 28)) return -1;
-    if (nd_right(n.p) != rsib) {
-      rsib = 0;
-    } else if (leaf) {
-      // The first entry the shift would offer the sibling: the node's last one, or the new
-      // entry when it goes at the end. A sibling too full for it leaves the shift a no-op.
-      const int cnt = nd_count(n.p);
-      if (!sibling_may_take(t, rsib, idx < cnt ? e_klen(n.p, cnt - 1) : kd.len)) rsib = 0;
-    }
-  }
-  if (listed && lsib != 0) {
-    NodeRef n;
-    if (!n.get_level(t, blk, level, 29)) return -1;
-    if (nd_left(n.p) != lsib) lsib = 0;
-  }
-  if (listed && rsib != 0) {
-    bool m = false;
-    if (shift_right(t, blk, rsib, level, kd, idx, &m, &placed) != 1) {
-      INS_TRACE("cbinsert (B_shift_right): failed");
-      return -1;
-    }
-    moved = m;
-    if (m || placed) ++cb_stats().shift_right;
-    // Any move, or the new entry going there, changed the sibling's first entry.
-    if (m || placed) {
-      if (unlist(t, parent, level + 1, pidx + 1, rsib) != 1) return -1;
-      unlisted[nunlisted++] = rsib;
-    }
-  }
-  if (!placed && listed && lsib != 0) {
-    bool m = false;
-    if (shift_left(t, blk, lsib, level, kd, &idx, &m, &placed) != 1) {
-      INS_TRACE("cbinsert (B_shift_left): failed");
-      return -1;
-    }
-    if (m || placed) ++cb_stats().shift_left;
-    if (m || placed) {
-      if (unlist(t, parent, level + 1, pidx, blk) != 1) return -1;
-      unlisted[1] = nunlisted == 1 ? unlisted[0] : 0;
-      unlisted[0] = blk;
-      ++nunlisted;
-    }
-    moved = moved || m;
-  }
+  ShiftResult sr;
+  if (shift_to_siblings(t, blk, level, parent, pidx, ip, sr) != 1) return -1;
   // The shifted nodes can often be listed again at once; then the parent has nothing to do.
   auto shifted = [&](int code) {
-    if (!relist_ok) return code;
-    int r = relist(t, parent, level + 1, unlisted, nunlisted);
+    if (!relist_ok || (code != kInsShifted && code != kInsShiftedNew)) return code;
+    int r = relist(t, parent, level + 1, sr.unlisted, sr.nunlisted);
     return r < 0 ? -1 : (r == 1 ? kInsDone : code);
   };
-  if (placed) return shifted(kInsShiftedNew);
-  {
-    NodeRef n;
-    if (!n.get_level(t, blk, level, 21)) return -1;
-    if (!leaf && idx < 0) {
-      // The left shift left the new entry in front of the low child.
-      int rc = push_low(t, n, level, kd.child, 21);
-      if (rc < 0) return -1;
-      if (rc == 1) {
-        n.release();
-        return moved ? shifted(kInsShifted) : kInsDone;
-      }
-      // The old low child's entry does not fit: it is the entry to place now.
-      KeyDesc f;
-      if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, 21) != 1) return -1;
-      f.key = low_key.p;
-      f.child = nd_low(n.p);
-      nd_set_low(n.p, kd.child);
-      n.dirty();
-      kd = f;
-      idx = 0;
-    }
-    if (nd_fits(t.cmp, n.p, t.B, idx, kd.key, kd.len)) {
-      nd_insert(t.cmp, n.p, t.B, idx, kd);
-      n.dirty();
-      if (leaf) pos_inserted(t.tf, blk, idx);
-      n.release();
-      return moved ? shifted(kInsShifted) : kInsDone;
-    }
-  }
-  if (split(t, blk, level, kd, idx) != kInsSplit) {
+  if (sr.placed) return shifted(kInsShiftedNew);
+
+  rc = place_after_shift(t, blk, level, ip, low_key, sr.moved);
+  if (rc != 0) return rc < 0 ? rc : shifted(rc);
+
+  if (split(t, blk, level, ip.kd, ip.idx) != kInsSplit) {
     INS_TRACE("cbinsert (B_split): failed");
     return -1;
   }
