@@ -36,9 +36,11 @@ struct State {
   bool keep_open = false;         // tables stay open when unused (exclusive use)
 };
 
+// Never destroyed, as the cursors of isa.cpp that use these tables: the end of a process
+// is handled by isa.cpp's exit handler, which rolls back and closes while everything exists.
 State& st() {
-  static State s;
-  return s;
+  static State* s = new State;
+  return *s;
 }
 
 }  // namespace
@@ -406,6 +408,7 @@ int32_t trans_end(bool commit) {
 
 bool trans_open() { return st().transact; }
 bool trans_failed() { return st().trans_err; }
+bool trans_pending() { return st().transact && !st().log.empty(); }
 
 StmtFrame::StmtFrame() : savepoint_(st().log.size()) { ++st().frames; }
 
