@@ -168,6 +168,8 @@ void bind_inputs(CURSOR* c) {
 // buffers hold, uncommitted changes too (see register_process_end).
 void at_process_end() {
   if (!st().open) return;
+  // The callers' cursor-id variables are not told: one may lie in a stack frame long gone.
+  for (Slot& slot : st().slots) slot.caller = nullptr;
   if (trans_open())
     KYT_TRACE(kModule, kTopic, 1, "end of process: uncommitted work is rolled back");
   isa110_close_db();
