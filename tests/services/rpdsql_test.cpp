@@ -2,7 +2,6 @@
 // refuse changes from outside the table statements, closing the database rolls back.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -17,29 +16,6 @@
 #include "sql/status.h"
 #include "sql/trace_capture.h"
 #include "testutil.h"
-
-namespace {
-// Allocation failure on demand: with a count n >= 0, the allocation after n more throws
-// std::bad_alloc (once); -1 lets every allocation through.
-int g_fail_after = -1;
-}  // namespace
-
-// The test program's allocation functions, so that a test can make any allocation of the
-// library fail exactly where it happens. They are malloc and free underneath, which GCC
-// takes for a mismatch once they are inlined into each other.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-void* operator new(std::size_t n) {
-  if (g_fail_after >= 0 && g_fail_after-- == 0) throw std::bad_alloc();
-  if (void* p = std::malloc(n == 0 ? 1 : n)) return p;
-  throw std::bad_alloc();
-}
-void* operator new[](std::size_t n) { return ::operator new(n); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 
 namespace kyt {
 namespace {
@@ -73,7 +49,6 @@ class RpdsqlTest : public ::testing::Test {
     ASSERT_EQ(run("CREATE UNIQUE INDEX PRIM_KT ON KT (CN)"), 0);
   }
   void TearDown() override {
-    g_fail_after = -1;
     rpdsql_reset_for_tests();
     isam_reset_for_tests();
     lpdsn_reset_for_tests();
@@ -99,44 +74,6 @@ class RpdsqlTest : public ::testing::Test {
 
   test::TempDir dir_;
 };
-
-// Whichever allocation fails in a statement, rpdsql answers 99 (or the statement got
-// through before it) and the statement is undone.
-TEST_F(RpdsqlTest, AFailedAllocationAnywhereAnswers99AndChangesNothing) {
-  int32_t cn = 0;
-  kyt_hostvar v = {KYT_HOST_INT32, &cn};
-  std::vector<int32_t> want;
-  int failed = 0;
-  for (int n = 0; n < 400; ++n) {
-    cn = 1000 + n;
-    g_fail_after = n;
-    const int32_t rc = rpdsql("INSERT INTO KT VALUES(?, 'x')", (const char*)nullptr, &v,
-                              (const kyt_hostvar*)nullptr);
-    const bool reached = g_fail_after < 0;  // the failing allocation happened
-    g_fail_after = -1;
-    if (reached) {
-      ++failed;
-      // Each attempt starts as a new process would. (Within one process, on Windows, a table
-      // can stay locked after some of these failures: not yet mended.)
-      rpdsql_reset_for_tests();
-      isam_reset_for_tests();
-      if (rc == 0) want.push_back(cn);  // failed after the statement was done
-      else EXPECT_EQ(rc, 99) << "allocation " << n;
-    } else {
-      EXPECT_EQ(rc, 0) << "allocation " << n;
-      want.push_back(cn);
-      break;
-    }
-  }
-  EXPECT_GT(failed, 3);
-  // What reached the files, as the next process sees it.
-  rpdsql_reset_for_tests();
-  isam_reset_for_tests();
-  EXPECT_EQ(cns(), want);
-  std::vector<std::string> problems;
-  EXPECT_TRUE(icheck_db(dir_.file("KT").c_str(), &problems, 10));
-  for (const std::string& p : problems) ADD_FAILURE() << p;
-}
 
 TEST_F(RpdsqlTest, CatalogueTablesChangeOnlyThroughTableStatements) {
   ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'one')"), 0);
