@@ -17,8 +17,30 @@ extern "C" {
  * Returns -5 (and writes nothing) when an output pointer is null. */
 int32_t kytGetVersion(int32_t *major, int32_t *minor, int32_t *build, int32_t *patch);
 
-/* A host variable of an SQL statement: its type and the address of the caller's variable.
- * type: 1 zero-terminated text, 2 double, 4 int32_t, 8 int16_t. */
+/* Types of host variables (kyt_hostvar.type). */
+#define KYT_HOST_TEXT 1   /* char[]: zero-terminated text */
+#define KYT_HOST_DOUBLE 2 /* double */
+#define KYT_HOST_INT32 4  /* int32_t */
+#define KYT_HOST_INT16 8  /* int16_t */
+
+/* Size in bytes of a text host variable that receives a column (DECLARE, FETCH): a CHAR(n)
+ * column holds at most n-1 characters, so n bytes take any value with its terminating zero;
+ * a numeric column read as text needs 12 (INTEGER), 7 (SMALLINT) or 26 (FLOAT) bytes. A
+ * longer value is cut to fit these sizes, never written beyond them. */
+#define KYT_CHAR_BUFFER(n) (n)
+#define KYT_INTEGER_TEXT_BUFFER 12
+#define KYT_SMALLINT_TEXT_BUFFER 7
+#define KYT_FLOAT_TEXT_BUFFER 26
+
+/* Statuses of rpdsql besides those of the statement. */
+#define KYT_SQL_NOT_FOUND 24200000    /* no (further) row */
+#define KYT_SQL_CLOSE_FAILED 24200001 /* the database could not be closed */
+#define KYT_SQL_OPEN_FAILED 24200002  /* the database could not be found or opened */
+/* Any exported function: an internal failure (also out of memory); never an exception. */
+#define KYT_INTERNAL_ERROR 99
+
+/* A host variable of an SQL statement: its type (KYT_HOST_...) and the address of the
+ * caller's variable. */
 typedef struct kyt_hostvar {
   int32_t type;
   void *addr;
@@ -27,11 +49,14 @@ typedef struct kyt_hostvar {
 /* Runs a statement of the station's SQL subset against the station database (opened on
  * first use). Arguments: the statement pieces (joined with nothing between them), then
  * (const char *)NULL, then one const kyt_hostvar * per "?" mark, followed for DECLARE and
- * FETCH by one per selected column (the row is written there), then
- * (const kyt_hostvar *)NULL.
- * Returns 0; 24200000 when no (further) row exists; 24200001 / 24200002 when the database
- * could not be closed / opened; 99 when the statement could not be composed; otherwise the
- * status of the statement. */
+ * FETCH by one per selected column (the row is written there; at most as many as the
+ * statement selects, else 24201003 and no row is taken), then (const kyt_hostvar *)NULL.
+ * Returns 0; KYT_SQL_NOT_FOUND when no (further) row exists; KYT_SQL_CLOSE_FAILED /
+ * KYT_SQL_OPEN_FAILED; 99 when the statement could not be composed or an internal failure
+ * occurred; otherwise the status of the statement.
+ * Transactions: after "SET AUTOCOMMIT OFF" changes wait for "COMMIT WORK". Work not
+ * committed when the process ends (returning from main, exit()) or the database is closed
+ * ("CLOSE DB") is rolled back; cursors left declared are closed then, without harm. */
 int32_t rpdsql(const char *piece, ...);
 
 #ifdef __cplusplus

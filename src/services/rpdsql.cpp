@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "api/guard.h"
 #include "kyt/kyt.h"
 #include "runtime/lpdsn.h"
 #include "runtime/trace.h"
@@ -176,20 +177,22 @@ void rpdsql_reset_for_tests() {
 }  // namespace kyt
 
 // The C entry: the pieces up to a null piece, then the host variables up to a null one.
+// The argument list is walked inside the guard (collecting it allocates) but started and
+// ended outside it, so that it is ended whatever the body does.
 extern "C" int32_t rpdsql(const char* piece, ...) {
-  std::vector<std::string_view> pieces;
-  std::vector<kyt::HostVar> vars;
   va_list ap;
   va_start(ap, piece);
-  for (const char* p = piece; p != nullptr; p = va_arg(ap, const char*)) pieces.emplace_back(p);
-  for (const kyt_hostvar* h = va_arg(ap, const kyt_hostvar*); h != nullptr;
-       h = va_arg(ap, const kyt_hostvar*)) {
-    if (vars.size() == kyt::kMaxHostVars) {
-      va_end(ap);
-      return kyt::LPDBI_E_HOSTVAR_LEFT;
+  const int32_t rc = kyt::api_guard("rpdsql", [&]() -> int32_t {
+    std::vector<std::string_view> pieces;
+    std::vector<kyt::HostVar> vars;
+    for (const char* p = piece; p != nullptr; p = va_arg(ap, const char*)) pieces.emplace_back(p);
+    for (const kyt_hostvar* h = va_arg(ap, const kyt_hostvar*); h != nullptr;
+         h = va_arg(ap, const kyt_hostvar*)) {
+      if (vars.size() == kyt::kMaxHostVars) return kyt::LPDBI_E_HOSTVAR_LEFT;
+      vars.push_back(kyt::HostVar{h->type, h->addr});
     }
-    vars.push_back(kyt::HostVar{h->type, h->addr});
-  }
+    return kyt::rpdsql_run(pieces, vars);
+  });
   va_end(ap);
-  return kyt::rpdsql_run(pieces, vars);
+  return rc;
 }

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -99,9 +100,13 @@ struct State {
   }
 };
 
+// Never destroyed: static objects go in the reverse order of their construction, and
+// the cursors' scans would then give their tables back to a registry of open tables
+// (isatrans.cpp) that may already be gone. What a process leaves open is closed by
+// at_process_end instead, in one defined order.
 State& st() {
-  static State s;
-  return s;
+  static State* s = new State;
+  return *s;
 }
 
 // "CURS_%02d"; every fetch asks for it, so the slot numbers are written without printf.
@@ -157,6 +162,34 @@ void bind_inputs(CURSOR* c) {
   }
 }
 
+// The end of a process that still has the database open (returning from main, exit()):
+// the open transaction is rolled back, the cursors are freed, the tables closed. Runs
+// before the ISAM layer's own exit handler, which would otherwise write whatever the
+// buffers hold, uncommitted changes too (see register_process_end).
+void at_process_end() {
+  if (!st().open) return;
+  // The callers' cursor-id variables are not told: one may lie in a stack frame long gone.
+  for (Slot& slot : st().slots) slot.caller = nullptr;
+  if (trans_open())
+    KYT_TRACE(kModule, kTopic, 1, "end of process: uncommitted work is rolled back");
+  isa110_close_db();
+}
+
+// Exit handlers run in the reverse order of their registration: the ISAM layer registers
+// its own when it is first initialised, so it is initialised here first (as its first use
+// would, with its default pool) and ours comes after it in the list.
+void register_process_end() {
+  static bool registered = false;
+  if (registered) return;
+  const int saved = isam_errno;
+  isaminit(0, 0);  // -1 when it ran already: nothing changes then
+  isam_errno = saved;
+  // The trace's state, too, must exist before the handler is registered, to outlive it.
+  KYT_TRACE(kModule, kTopic, 6, "rollback at process end armed");
+  std::atexit(at_process_end);
+  registered = true;
+}
+
 int32_t finish(int32_t rc, std::string_view text) {
   if (rc == RC_INTERNAL_ERROR || rc == DBI_E_EXECERR) isa_severe(rc, text, __FILE__, __LINE__);
   return rc;
@@ -173,6 +206,7 @@ int32_t isa100_open_db(const char* s_dbname, const char* s_user, const char* s_p
   if (!KYT_ISACHECK(!s.open, DBI_E_CONNECTED, "ret1")) return DBI_E_CONNECTED;
   int32_t rc = exe_open_db(s_dbname);
   if (rc != OK_STATE) return rc;
+  register_process_end();
   s.open = true;
   s.dbname = s_dbname;
   reset_cursors();
@@ -207,6 +241,7 @@ int32_t isa110_close_db() {
 }
 
 bool isa_db_open() { return st().open; }
+bool isa_uncommitted_work() { return st().open && trans_pending(); }
 
 int32_t isa300_start_trans(int mode) {
   (void)mode;  // DBI_RW_TRANS: every transaction may write
@@ -347,14 +382,17 @@ int32_t next_row(CURSOR* c) {
 
 int32_t isa204_fetch(int32_t cursor_id, std::span<const HostVar> output) {
   CURSOR* c = find_cursor(cursor_id);
+  // Refused before the row is taken: a refused FETCH leaves the cursor where it was.
+  if (c != nullptr && output.size() > c->p_stmt->cols.count) return LPDBI_E_HOSTVAR_LEFT;
+  for (const HostVar& h : output) {
+    if (h.addr == nullptr) return LPDBI_E_HOSTVAR_NULL;
+  }
   int32_t rc = next_row(c);
   if (rc != 1) return rc;
   const STMT* p = c->p_stmt;
-  if (output.size() > p->cols.count) return LPDBI_E_HOSTVAR_LEFT;
   for (size_t i = 0; i < output.size(); ++i) {
     const COLDESC* col = p->cols[static_cast<uint32_t>(i)].p_col;
     const HostVar& h = output[i];
-    if (h.addr == nullptr) return LPDBI_E_HOSTVAR_NULL;
     rc = field_to_host(*col, c->scan.fields()[col->colno - 1], h.type, h.addr,
                        field_capacity(*col));
     if (rc != RC_OK) {

@@ -10,6 +10,12 @@
 // value or address}. Input values are copied (texts too), so a cursor keeps its values from
 // DECLARE to its last FETCH whatever the caller does with its variables meanwhile.
 //
+// The end of the process: a process that ends with the database open (returning from main,
+// exit()) has it closed as by isa110_close_db, by an exit handler registered at the first
+// open: its uncommitted work is rolled back, its cursors are freed, its tables closed,
+// before the ISAM layer closes its files. The executor's own state is never destroyed, so
+// no order of static destructors can reach a part that is gone.
+//
 // A statement that fails with RC_INTERNAL_ERROR or DBI_E_EXECERR is reported as a severe
 // error: two trace lines and the report on the message output (standard error).
 #ifndef KYT_SQL_ISA_H
@@ -35,6 +41,9 @@ constexpr int DBI_ROLLBACK = 2;
 int32_t isa100_open_db(const char* s_dbname, const char* s_user, const char* s_password);
 int32_t isa110_close_db();
 bool isa_db_open();
+// Changes of an open transaction not yet committed: closing the database, and the end of
+// the process, roll them back.
+bool isa_uncommitted_work();
 int32_t isa300_start_trans(int mode);
 int32_t isa310_end_trans(int how);
 int32_t isa801_alloc_cursor(int32_t* cursor_id);

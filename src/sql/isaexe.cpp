@@ -244,10 +244,32 @@ int32_t sort_index(TabHandle* t, const PLIST<ORDERITEM>& order, IsamIndex** out)
 
 std::string quoted(const char* s) { return std::string("'") + s + "'"; }
 
+// Non-zero while the table statements write the catalogue rows they keep (run_immediate):
+// no other statement may change a catalogue table, or its tables become unknown.
+int g_catalogue_writers = 0;
+
+struct CatalogueWrite {
+  CatalogueWrite() { ++g_catalogue_writers; }
+  ~CatalogueWrite() { --g_catalogue_writers; }
+  CatalogueWrite(const CatalogueWrite&) = delete;
+  CatalogueWrite& operator=(const CatalogueWrite&) = delete;
+};
+
+bool catalogue_change_refused(const TABDESC* td) {
+  if (td == nullptr || g_catalogue_writers > 0 ||
+      std::strcmp(td->ts.s_creator, kSystemCreator) != 0)
+    return false;
+  KYT_TRACE(kModule, kTopic, 1, "%s.%s is changed only by the table statements", td->ts.s_creator,
+            td->ts.s_tabname);
+  return true;
+}
+
+// Runs a statement on the catalogue for the table statements.
 int32_t run_immediate(const std::string& text) {
   IsaparResult r;
   int32_t rc = isapar(-1, "EXECUTE IMMEDIATE", text, &r);
   if (rc != OK_STATE) return rc;
+  CatalogueWrite allowed;
   return exec_statement(r.stmt);
 }
 
@@ -751,6 +773,9 @@ int32_t drop_table(const TABSPEC& given) {
 
 int32_t exec_statement(STMT* s) {
   if (s == nullptr) return RC_INTERNAL_ERROR;
+  if ((s->kind == kStmtInsert || s->kind == kStmtUpdate || s->kind == kStmtDelete) &&
+      catalogue_change_refused(s->p_td))
+    return DBI_E_CATALOGUE;
   switch (s->kind) {
     case kStmtInsert:
       return exec_insert(0, s->p_td, s->cols, s->values);

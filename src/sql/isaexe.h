@@ -153,6 +153,8 @@ int32_t trans_begin();
 int32_t trans_end(bool commit);
 bool trans_open();
 bool trans_failed();
+// An open transaction holds changes not yet committed.
+bool trans_pending();
 // A statement's frame: its changes are undone when it fails; under autocommit it commits.
 class StmtFrame {
  public:

@@ -18,9 +18,10 @@ constexpr int16_t kMaxCharWidth = 32767;
 
 // Every table descriptor of the process, keyed by table name; 10 buckets as the other
 // tables of the executor.
+// Never destroyed: prepared statements of cursors left open at process end point into them.
 htb<std::unique_ptr<TABDESC>>& tabs() {
-  static htb<std::unique_ptr<TABDESC>> Ep_htb_tabs(10);
-  return Ep_htb_tabs;
+  static auto* Ep_htb_tabs = new htb<std::unique_ptr<TABDESC>>(10);
+  return *Ep_htb_tabs;
 }
 CatalogueReader g_reader = nullptr;  // nullptr: the station schema
 std::string g_database_dir;          // the open database's directory

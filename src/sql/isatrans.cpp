@@ -36,9 +36,11 @@ struct State {
   bool keep_open = false;         // tables stay open when unused (exclusive use)
 };
 
+// Never destroyed, as the cursors of isa.cpp that use these tables: the end of a process
+// is handled by isa.cpp's exit handler, which rolls back and closes while everything exists.
 State& st() {
-  static State s;
-  return s;
+  static State* s = new State;
+  return *s;
 }
 
 }  // namespace
@@ -343,17 +345,25 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
     }
     return isam_fail("iopen_db", t->file.c_str());
   }
-  rc = describe(t.get());
-  if (rc != RC_OK) {
-    iclose_db(t->db);
-    return rc;
+  // Until the handle is registered nobody else would close the files: they are closed
+  // here on every way out, an allocation that fails (an exception) among them.
+  IsamDb* const db = t->db;
+  const std::string name = t->name;
+  try {
+    rc = describe(t.get());
+    if (rc != RC_OK) {
+      iclose_db(db);
+      return rc;
+    }
+    t->users = 1;
+    TabHandle* raw = t.get();
+    s.tables.insert(name, std::move(t));
+    *out = raw;
+    return RC_OK;
+  } catch (...) {
+    if (s.tables.find(name) == nullptr) iclose_db(db);
+    throw;
   }
-  t->users = 1;
-  TabHandle* raw = t.get();
-  std::string name = raw->name;
-  s.tables.insert(name, std::move(t));
-  *out = raw;
-  return RC_OK;
 }
 
 int32_t release_table(TabHandle* t, int flags) {
@@ -406,6 +416,7 @@ int32_t trans_end(bool commit) {
 
 bool trans_open() { return st().transact; }
 bool trans_failed() { return st().trans_err; }
+bool trans_pending() { return st().transact && !st().log.empty(); }
 
 StmtFrame::StmtFrame() : savepoint_(st().log.size()) { ++st().frames; }
 

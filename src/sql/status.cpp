@@ -28,6 +28,8 @@ constexpr StatusInfo kStatuses[] = {
     {DBI_E_NOT_NULL, "DBI_E_NOT_NULL", "null value for a NOT NULL column"},
     {DBI_E_CURSOR, "DBI_E_CURSOR", "unknown cursor or no free cursor"},
     {DBI_E_NOT_OPEN, "DBI_E_NOT_OPEN", "no database is open"},
+    {DBI_E_CATALOGUE, "DBI_E_CATALOGUE",
+     "catalogue tables are changed only by CREATE and DROP statements"},
     {DBI_E_TRANSERR, "DBI_E_TRANSERR", "transaction error"},
     {DBI_W_END_FETCH, "DBI_W_END_FETCH", "no further row"},
     {LPDBI_E_SYNTAX, "LPDBI_E_SYNTAX", "syntax error"},

@@ -35,6 +35,9 @@ constexpr int32_t DBI_E_VALUE = 256091;            // a value does not fit its c
 constexpr int32_t DBI_E_NOT_NULL = 256092;         // null for a NOT NULL numeric column
 constexpr int32_t DBI_E_CURSOR = 256093;           // unknown cursor name, or no free cursor
 constexpr int32_t DBI_E_NOT_OPEN = 256094;         // no database is open
+constexpr int32_t DBI_E_CATALOGUE = 256098;        // INSERT, UPDATE or DELETE on a catalogue
+                                                   // table (SYSCATLG, SYSCOLS): only the table
+                                                   // statements change them
 constexpr int32_t DBI_E_TRANSERR = 256114;         // transaction error (one is open already)
 constexpr int32_t DBI_W_END_FETCH = 256180;        // no further row
 

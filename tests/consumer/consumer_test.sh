@@ -41,6 +41,7 @@ cmake --build "$work/cm" >/dev/null
 mkdir -p "$work/pc"
 flags=$(PKG_CONFIG_PATH= PKG_CONFIG_LIBDIR="$prefix/lib/pkgconfig" pkg-config --cflags --libs kyt)
 $cc "$src/tests/consumer/main.c" $flags -o "$work/pc/consumer$exe"
+$cc "$src/tests/consumer/sqlexit.c" $flags -o "$work/pc/sqlexit$exe"
 
 for dir in "$work/cm" "$work/pc"; do
   if [ -n "$toolchain" ]; then
@@ -50,5 +51,8 @@ for dir in "$work/cm" "$work/pc"; do
     out=$(LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer")
   fi
   [ "$out" == "kyt 5.7.16.0 rc=1" ] || { echo "unexpected output from $dir: $out"; exit 1; }
+  # A client of the shared library that ends with cursors and a transaction open.
+  LD_LIBRARY_PATH="$prefix/lib" bash "$src/tests/services/sqlexit_test.sh" "$dir/sqlexit$exe" \
+    "$prefix/bin/kytadm$exe" || exit 1
 done
-echo "consumer: 2 passed, 0 failed"
+echo "consumer: 4 passed, 0 failed"

@@ -9,12 +9,14 @@
 int rpdsql_client_steps(void) {
   int32_t cn = 0;
   int16_t prio = 0;
-  char status[3];
-  char name[9];
-  kyt_hostvar v_cn = {4, &cn};
-  kyt_hostvar v_prio = {8, &prio};
-  kyt_hostvar v_status = {1, status};
-  kyt_hostvar v_name = {1, name};
+  char status[KYT_CHAR_BUFFER(3)];
+  char name[KYT_CHAR_BUFFER(9)];
+  char cn_text[KYT_INTEGER_TEXT_BUFFER];
+  kyt_hostvar v_cn = {KYT_HOST_INT32, &cn};
+  kyt_hostvar v_prio = {KYT_HOST_INT16, &prio};
+  kyt_hostvar v_status = {KYT_HOST_TEXT, status};
+  kyt_hostvar v_name = {KYT_HOST_TEXT, name};
+  kyt_hostvar v_cn_text = {KYT_HOST_TEXT, cn_text};
   int32_t i;
 
   if (rpdsql("CREATE TABLE CK (CN INTEGER NOT NULL, PRIO SMALLINT, ", "STATUS CHAR(3) NOT NULL, ",
@@ -44,13 +46,20 @@ int rpdsql_client_steps(void) {
   if (rpdsql("DECLARE lst CURSOR FOR SELECT CN FROM CK WHERE STATUS = 'qn' ORDER BY CN DESC",
              (const char *)NULL, &v_cn, (const kyt_hostvar *)NULL) != 0 || cn != 30)
     return 7;
+  /* A FETCH with more variables than columns is refused and takes no row. */
+  if (rpdsql("FETCH lst", (const char *)NULL, &v_cn, &v_prio, (const kyt_hostvar *)NULL) !=
+      24201003)
+    return 18;
   if (rpdsql("FETCH lst", (const char *)NULL, &v_cn, (const kyt_hostvar *)NULL) != 0 || cn != 20)
     return 8;
-  if (rpdsql("FETCH lst", (const char *)NULL, &v_cn, (const kyt_hostvar *)NULL) != 0 || cn != 10)
+  /* A number read as text, into the buffer size the header gives for it. */
+  memset(cn_text, 'x', sizeof cn_text);
+  if (rpdsql("FETCH lst", (const char *)NULL, &v_cn_text, (const kyt_hostvar *)NULL) != 0 ||
+      strcmp(cn_text, "10") != 0)
     return 9;
-  if (rpdsql("FETCH lst", (const char *)NULL, &v_cn, (const kyt_hostvar *)NULL) != 24200000)
+  if (rpdsql("FETCH lst", (const char *)NULL, &v_cn, (const kyt_hostvar *)NULL) != KYT_SQL_NOT_FOUND)
     return 10;
-  if (rpdsql("FETCH lst", (const char *)NULL, &v_cn, (const kyt_hostvar *)NULL) != 24200000)
+  if (rpdsql("FETCH lst", (const char *)NULL, &v_cn, (const kyt_hostvar *)NULL) != KYT_SQL_NOT_FOUND)
     return 11;
   if (rpdsql("CLOSE lst", (const char *)NULL, (const kyt_hostvar *)NULL) != 0) return 12;
   /* One host variable too many runs nothing. */

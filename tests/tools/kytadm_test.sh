@@ -109,6 +109,20 @@ run sql -e sql.env "SELECT NAME FROM PT WHERE LEN < 0"
 check "sql negative values" "NEG" "$out"
 run check sqldb${sep}PT.DB
 check "sql leaves a sound table" "sqldb${sep}PT.DB: ok" "$out"
+printf "SET AUTOCOMMIT OFF; INSERT INTO PT VALUES('OPEN', 1, 1, 'x'); SELECT NAME FROM PT WHERE NAME = 'OPEN'" >open.sql
+run sql -e sql.env <open.sql
+check "sql uncommitted at the end: exit" 1 "$rc"
+check "sql uncommitted at the end: said" "kytadm sql: uncommitted work was rolled back" "$err"
+check "sql uncommitted at the end: seen meanwhile" "OPEN" "$out"
+run sql -e sql.env "SELECT NAME FROM PT WHERE NAME = 'OPEN'"
+check "sql uncommitted at the end: rolled back" "" "$out"
+run sql -e sql.env "SET AUTOCOMMIT OFF" "INSERT INTO PT VALUES('DONE', 1, 1, 'x')" "COMMIT WORK" "SELECT NAME FROM PT WHERE NAME = 'DONE'"
+check "sql committed: exit" 0 "$rc"
+check "sql committed: quiet" "" "$err"
+check "sql committed: kept" "DONE" "$out"
+run sql -e sql.env "DELETE FROM SYSCATLG"
+check "sql catalogue refused: exit" 1 "$rc"
+check "sql catalogue refused: message" "kytadm sql: 256098 catalogue tables are changed only by CREATE and DROP statements" "$err"
 long=$(printf "DELETE FROM PT WHERE NAME = '%05000d'" 0)
 run sql -e sql.env "$long"
 check "sql statement too long" "kytadm sql: 99 statement longer than 4095 characters" "$err"

@@ -73,9 +73,11 @@ const Subcommand kSubcommands[] = {
      "\n"
      "A SELECT prints its rows, one a line, values separated by \"|\": numbers in plain\n"
      "decimal, texts as stored, null as nothing. Other statements print nothing.\n"
-     "Each statement commits by itself unless SET AUTOCOMMIT OFF is in force.\n"
+     "Each statement commits by itself unless SET AUTOCOMMIT OFF is in force; changes\n"
+     "not committed by COMMIT WORK when the statements end are rolled back.\n"
      "Exit status: 0 all statements ran; 1 a statement failed (\"kytadm sql: \" with its\n"
-     "status and meaning on standard error; later statements are not run); 2 wrong\n"
+     "status and meaning on standard error; later statements are not run) or uncommitted\n"
+     "work was rolled back (\"kytadm sql: uncommitted work was rolled back\"); 2 wrong\n"
      "arguments or an environment file that cannot be read.\n",
      run_sql},
 };
@@ -312,7 +314,16 @@ int run_sql(const std::vector<std::string>& args) {
       break;
     }
   }
-  if (kyt::isa_db_open()) kyt::rpdsql_run("CLOSE DB");
+  // Work not committed at the end rolls back, as at the end of every process; the user who
+  // forgot COMMIT WORK hears of it.
+  if (kyt::isa_db_open()) {
+    const bool uncommitted = kyt::isa_uncommitted_work();
+    kyt::rpdsql_run("CLOSE DB");
+    if (uncommitted) {
+      std::fprintf(stderr, "kytadm sql: uncommitted work was rolled back\n");
+      status = kExitFailed;
+    }
+  }
   return status;
 }
 
