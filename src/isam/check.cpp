@@ -189,8 +189,8 @@ void check_open(IsamDb* db, Report* r) {
   // The holes tree against the holes. Without its file nothing lists the holes there are,
   // so none of them is ever used again.
   if (db->holes == nullptr && !db->holes_pending && !holes.empty()) {
-    r->add("holes file %s is missing, though the data file has %zu holes",
-           isam_file(db->name, ".HOL").c_str(), holes.size());
+    r->add("holes file %s is missing, though the data file has %lld holes",
+           isam_file(db->name, ".HOL").c_str(), static_cast<long long>(holes.size()));
   }
   if (db->holes != nullptr && holes_sound) {
     want.clear();
