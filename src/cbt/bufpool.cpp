@@ -26,7 +26,7 @@ struct Buf {
   Buf* next;        // towards the most recently used end
   Buf* prev;        // towards the least recently used end
   int32_t pin;      // pins held; a pinned buffer is never a victim
-  BFile* file;      // file of the block held; null: none (or orphaned, when dirty)
+  BFile* file;      // file of the block held; null: none (or pinned when its file closed)
   int64_t blkno;    // block held, -1: none
   int32_t blksize;  // block size of that file
   int32_t dirty;    // 1: changed and not yet written
@@ -228,7 +228,7 @@ bool written_sound(const BFile* f, uint32_t blk) {
   return blk < f->written_sound.size() && f->written_sound[blk] != 0;
 }
 
-// Writes a dirty buffer through its own file; orphans (file closed) cannot be written.
+// Writes a dirty buffer through its own file.
 int write_buf(Buf* b) {
   BFile* f = b->file;
   if (f == nullptr) return -1;
@@ -506,31 +506,18 @@ int close_bfile(BFile* bf) {
   Pool* p = bf->pool;
   bool pool_ok = pool_member(p);
   int rc = 1;
-  if (flush_bfile(bf) != 1) {
-    // The file goes anyway; its buffers keep their blocks and dirty flags, but no longer
-    // name a file, so they can never be written or found again.
-    if (pool_ok) {
-      for (Buf* b = p->first; b != nullptr; b = b->next) {
-        if (b->file == bf) {
-          index_remove(p, b);
-          b->file = nullptr;
-        }
-      }
-    }
-    int saved = bp_errno;
-    bf->file.unlock_header();
-    unlink_from(&st().bfiles, bf);
-    delete bf;
-    bp_errno = saved;
-    return -1;
-  }
+  if (flush_bfile(bf) != 1) rc = -1;  // bp_errno 4 from the flush
+  // The file goes whatever happened: its buffers are given back to the pool, the dirty ones
+  // too. What the flush could not write can never be written after the file is closed, and
+  // a buffer kept for it would be lost to every other file for the rest of the process.
   if (pool_ok) {
     for (Buf* b = p->first; b != nullptr; b = b->next) {
       if (b->file != bf) continue;
       if (b->pin != 0) {
         BP_TRACE("close_bfile : block %lld still pinned", static_cast<long long>(b->blkno));
-        bp_errno = 6;
+        if (rc == 1) bp_errno = 6;
         rc = -1;
+        mark_dirty(b, 0);
         index_remove(p, b);
         b->file = nullptr;  // keeps its block number, but is no longer found
         continue;
@@ -538,10 +525,11 @@ int close_bfile(BFile* bf) {
       forget_block(p, b);
     }
   }
-  bf->file.unlock_header();
+  const int saved = bp_errno;
+  if (!bf->readonly) bf->file.unlock_header();
   unlink_from(&st().bfiles, bf);
   delete bf;
-  if (rc == 1) bp_errno = 0;
+  bp_errno = rc == 1 ? 0 : saved;
   return rc;
 }
 
@@ -1159,18 +1147,26 @@ int cbflush(CbCursor* c) {
 
 int cbclose(CbCursor* c) {
   cb_fcncode = 3;
-  if (flush_tree(c) != 1) return -1;
+  if (!cursor_registered(c) || !treefile_registered(c->tf)) return flush_tree(c);
+  // A close gives back everything the cursor held even when its flush fails: the caller
+  // cannot do better by trying again, and a cursor kept would keep its file registered and
+  // locked, and its buffers, for the rest of the process. The first failure's codes stay.
+  int rc = flush_tree(c);
   TreeFile* tf = c->tf;
   drop_cursor(c);
   if (--tf->open_count < 1) {
+    const int e = cb_errcode, k = cb_concode;
     if (close_bfile(tf->bf) != 1) {
-      set_err(kCbErrClose, 18);
-      drop_tree(tf);
-      return -1;
+      if (rc == 1) {
+        set_err(kCbErrClose, 18);
+      } else {
+        set_err(e, k);
+      }
+      rc = -1;
     }
     drop_tree(tf);
   }
-  return 1;
+  return rc;
 }
 
 int cbsuspend(CbCursor* c) {

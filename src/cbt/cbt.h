@@ -80,6 +80,9 @@ CbCursor* cbopen(const char* name, CbCompare cmp);
 // cb_errcode 25. A file already open in this process is shared as it is.
 CbCursor* cbopen_readonly(const char* name, CbCompare cmp);
 int cbflush(CbCursor* c);
+// Writes what is pending and closes the cursor, and the file with its last cursor. A failed
+// write still closes them: the cursor is gone, the file unlocked and its buffers free (what
+// could not be written is lost), and the answer is -1 with the first failure's codes.
 int cbclose(CbCursor* c);
 // Keeping a file open between uses without holding it. cbsuspend writes what is pending,
 // as cbflush, and gives up the header lock so that other opens may take the file; the

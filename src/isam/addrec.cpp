@@ -21,7 +21,7 @@ int32_t I_adddata(IsamDb* db, const std::string& bytes) {
   put_le32(reinterpret_cast<unsigned char*>(out.data()), length);
   std::memcpy(out.data() + 4, bytes.data(), bytes.size());
   if (!I_write(db, out.data(), out.size(), offset)) {
-    isam_errno = kIsamIo;
+    if (isam_errno != kIsamDataCorrupt) isam_errno = kIsamIo;
     return 0;
   }
   return offset;

@@ -186,7 +186,12 @@ void check_open(IsamDb* db, Report* r) {
       }
     }
   }
-  // The holes tree against the holes.
+  // The holes tree against the holes. Without its file nothing lists the holes there are,
+  // so none of them is ever used again.
+  if (db->holes == nullptr && !db->holes_pending && !holes.empty()) {
+    r->add("holes file %s is missing, though the data file has %lld holes",
+           isam_file(db->name, ".HOL").c_str(), static_cast<long long>(holes.size()));
+  }
   if (db->holes != nullptr && holes_sound) {
     want.clear();
     for (const auto& [off, size] : holes) {
@@ -225,7 +230,16 @@ bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limi
   }
   db = iopen_db_readonly(base.c_str());
   if (db == nullptr) {
-    r.add("cannot open: %s", isam_strerror(isam_errno));
+    if (isam_errno == kIsamNoFile) {
+      // Which of the two files is missing, so the user knows what to restore.
+      for (const char* suffix : {".DB", ".IDX"}) {
+        const std::string file = isam_file(base, suffix);
+        if (!platform::file_exists(file.c_str())) {
+          r.add("%s file %s is missing", suffix[1] == 'D' ? "data" : "index", file.c_str());
+        }
+      }
+    }
+    if (r.count == 0) r.add("cannot open: %s", isam_strerror(isam_errno));
     return false;
   }
   check_open(db, &r);

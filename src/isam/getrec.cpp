@@ -25,6 +25,15 @@ bool I_reclen(IsamDb* db, int32_t offset, int32_t* length) {
 }
 
 bool I_write(IsamDb* db, const void* buf, size_t n, int64_t offset) {
+  // Records and holes tile the file up to its end, so every write lands inside it or
+  // appends. One that would start behind the end was sent there by a hole or record that
+  // lies beyond a file cut short: writing it would fill the gap with zeros.
+  if (offset > db->data_end) {
+    isam_errno = kIsamDataCorrupt;
+    ISAM_TRACE("KYTEXE", "I_write : offset %lld behind the end of the data file (%lld)",
+               static_cast<long long>(offset), static_cast<long long>(db->data_end));
+    return false;
+  }
   const bool ok = db->cache.write(db->data, buf, n, offset, db->data_end);
   if (offset + static_cast<int64_t>(n) > db->data_end) db->data_end = offset + static_cast<int64_t>(n);
   return ok;

@@ -45,6 +45,18 @@ bool write_word(IsamDb* db, int32_t offset, int32_t word) {
   return I_write(db, w, 4, offset);
 }
 
+// A failed write_word: 24 when the word lay behind the end of the file, else 7.
+int write_failed(const char* text) {
+  return fail(isam_errno == kIsamDataCorrupt ? kIsamDataCorrupt : kIsamIo, text);
+}
+
+// Whether the hole of `size` bytes at `offset` lies within the data file. One that does
+// not was listed before the file was cut short: the table is damaged.
+bool inside(const IsamDb* db, int32_t offset, int32_t size) {
+  return offset >= db->first_record && size >= 0 &&
+         static_cast<int64_t>(offset) + 4 + size <= db->data_end;
+}
+
 // The hole of the offset entry the cursor stands on; (0, 0) for any other entry.
 bool hole_at_cursor(IsamDb* db, int32_t* offset, int32_t* size) {
   unsigned char key[10];
@@ -106,6 +118,10 @@ int32_t new_offset(IsamDb* db, int32_t* length) {
     }
     return static_cast<int32_t>(end);
   }
+  if (!inside(db, offset, size)) {
+    fail(kIsamDataCorrupt, "holes : new_offset : hole beyond the end of the data file");
+    return 0;
+  }
   if (static_cast<int64_t>(n) + 4 >= size) {  // the whole hole is handed out
     *length = size;
     if (delete_entries(db, offset, size, "holes : cbdelete fails", "holes : cbdelete(2) fails") != 1) {
@@ -118,9 +134,10 @@ int32_t new_offset(IsamDb* db, int32_t* length) {
 }
 
 int add_hole(IsamDb* db, int32_t o, int32_t z) {
+  if (!inside(db, o, z)) return fail(kIsamDataCorrupt, "holes : add_hole : beyond the end of the data file");
   if (!I_open_holes(db)) return -1;
   if (db->holes == nullptr) {  // no holes tree: the space is only marked free
-    return write_word(db, o, -z) ? 1 : fail(kIsamIo, "iaddrec : write (IO_ERROR 3)");
+    return write_word(db, o, -z) ? 1 : write_failed("iaddrec : write (IO_ERROR 3)");
   }
   int32_t next_off = 0, next_size = 0, prev_off = 0, prev_size = 0;
   const HoleKey at(kOffsetKey, o);
@@ -157,7 +174,7 @@ int add_hole(IsamDb* db, int32_t o, int32_t z) {
       return I_mod_size_hole(db, next_size, next_off, z + next_size + 4, o) > 0 ? 1 : -1;
     }
   }
-  if (!write_word(db, o, -z)) return fail(kIsamIo, "iaddrec : write (IO_ERROR 3)");
+  if (!write_word(db, o, -z)) return write_failed("iaddrec : write (IO_ERROR 3)");
   const HoleKey by_size(kSizeKey, z);
   if (cbinsert(db->holes, by_size.b, 5, o, 1) != 1) return fail(kIsamCbt, "holes : cbinsert(1) fails");
   if (cbinsert(db->holes, at.b, 5, z, 0) != 1) return fail(kIsamCbt, "holes : cbinsert(2) fails");
@@ -167,7 +184,7 @@ int add_hole(IsamDb* db, int32_t o, int32_t z) {
 int32_t I_mod_size_hole(IsamDb* db, int32_t old_size, int32_t old_offset, int32_t new_size,
                         int32_t new_offset) {
   if (!write_word(db, new_offset, -new_size)) {
-    fail(kIsamIo, "iaddrec : write (IO_ERROR 3)");
+    write_failed("iaddrec : write (IO_ERROR 3)");
     return -1;
   }
   const HoleKey old_s(kSizeKey, old_size), new_s(kSizeKey, new_size);

@@ -118,6 +118,10 @@ class File {
   int unmapped_reads_ = 0;  // reads and writes by system call since map_reads
 };
 
+// Makes every File::write_at of the process fail (answer -1, nothing written) while on, as
+// a full or failing disk would. For tests of what a failed write leaves behind.
+void fail_writes_for_tests(bool on);
+
 // Whether a file removed while some handle has it open keeps its name until that handle is
 // closed, so that nobody can make a new file of that name meanwhile (Windows). Where it
 // does, a file must not stay open between uses that other processes' removals wait for.
@@ -144,6 +148,11 @@ std::string executable_path();
 // Runs the program argv[0] with the arguments argv[1..] (no shell), with this process's
 // environment, waits for it and returns its exit code; -1 when it could not be started.
 int run_process(const std::vector<std::string>& argv);
+// Starts a program as run_process does, without waiting for it: a handle for wait_process
+// (every started process must be waited for once), or -1 when it could not be started.
+intptr_t start_process(const std::vector<std::string>& argv);
+// Waits for a process of start_process to end and returns its exit code; -1 when unknown.
+int wait_process(intptr_t process);
 int64_t now_seconds();                              // seconds since 1970-01-01 UTC
 // Local broken-down time of `t` (seconds since 1970); false when it cannot be converted.
 struct LocalTime {

@@ -9,6 +9,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -155,8 +156,14 @@ int64_t File::read_at(void* buf, size_t n, int64_t offset) {
   return static_cast<int64_t>(done);
 }
 
+namespace {
+std::atomic<bool> g_fail_writes{false};
+}  // namespace
+
+void fail_writes_for_tests(bool on) { g_fail_writes = on; }
+
 int64_t File::write_at(const void* buf, size_t n, int64_t offset) {
-  if (handle_ == kNoHandle || offset < 0) return -1;
+  if (handle_ == kNoHandle || offset < 0 || g_fail_writes) return -1;
   // A file written often is mapped like one read often (a tree whose blocks all stay in
   // the buffers is only ever written).
   if (map_wanted_ && map_ == nullptr && ++unmapped_reads_ >= kMapAfterReads &&
@@ -290,18 +297,28 @@ std::string executable_path() {
   return std::string(buf, static_cast<size_t>(n));
 }
 
-int run_process(const std::vector<std::string>& argv) {
+intptr_t start_process(const std::vector<std::string>& argv) {
   if (argv.empty()) return -1;
   std::vector<char*> args;
   for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);
   pid_t pid;
   if (posix_spawn(&pid, args[0], nullptr, nullptr, args.data(), environ) != 0) return -1;
+  return static_cast<intptr_t>(pid);
+}
+
+int wait_process(intptr_t process) {
+  if (process <= 0) return -1;
   int status;
-  while (waitpid(pid, &status, 0) < 0) {
+  while (waitpid(static_cast<pid_t>(process), &status, 0) < 0) {
     if (errno != EINTR) return -1;
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int run_process(const std::vector<std::string>& argv) {
+  const intptr_t process = start_process(argv);
+  return process == -1 ? -1 : wait_process(process);
 }
 
 int64_t now_seconds() { return static_cast<int64_t>(::time(nullptr)); }

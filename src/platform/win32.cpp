@@ -4,6 +4,7 @@
 #endif
 #include <windows.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -118,8 +119,14 @@ int64_t File::read_at(void* buf, size_t n, int64_t offset) {
   return static_cast<int64_t>(done);
 }
 
+namespace {
+std::atomic<bool> g_fail_writes{false};
+}  // namespace
+
+void fail_writes_for_tests(bool on) { g_fail_writes = on; }
+
 int64_t File::write_at(const void* buf, size_t n, int64_t offset) {
-  if (handle_ == kNoHandle || offset < 0) return -1;
+  if (handle_ == kNoHandle || offset < 0 || g_fail_writes) return -1;
   size_t done = 0;
   const char* p = static_cast<const char*>(buf);
   while (done < n) {
@@ -236,7 +243,7 @@ std::string executable_path() {
   return std::string(buf.data(), n);
 }
 
-int run_process(const std::vector<std::string>& argv) {
+intptr_t start_process(const std::vector<std::string>& argv) {
   if (argv.empty()) return -1;
   // One command line, quoted the way the C runtime splits it again.
   std::string cmd;
@@ -270,12 +277,23 @@ int run_process(const std::vector<std::string>& argv) {
                       &pi)) {
     return -1;
   }
-  WaitForSingleObject(pi.hProcess, INFINITE);
-  DWORD code = 0;
-  BOOL ok = GetExitCodeProcess(pi.hProcess, &code);
   CloseHandle(pi.hThread);
-  CloseHandle(pi.hProcess);
+  return reinterpret_cast<intptr_t>(pi.hProcess);
+}
+
+int wait_process(intptr_t process) {
+  if (process == -1 || process == 0) return -1;
+  HANDLE h = reinterpret_cast<HANDLE>(process);
+  WaitForSingleObject(h, INFINITE);
+  DWORD code = 0;
+  BOOL ok = GetExitCodeProcess(h, &code);
+  CloseHandle(h);
   return ok ? static_cast<int>(code) : -1;
+}
+
+int run_process(const std::vector<std::string>& argv) {
+  const intptr_t process = start_process(argv);
+  return process == -1 ? -1 : wait_process(process);
 }
 
 int64_t now_seconds() { return static_cast<int64_t>(::time(nullptr)); }

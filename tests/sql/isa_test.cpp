@@ -20,11 +20,6 @@
 #include "sql/status.h"
 #include "testutil.h"
 
-#ifndef _WIN32
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
-
 namespace kyt {
 namespace {
 
@@ -299,26 +294,26 @@ TEST_F(IsaTest, TablesWithoutPrimaryKeepEqualRowsInFileOrder) {
 
 extern "C" int rpdsql_client_steps(void);
 
-#ifndef _WIN32
+// The second process of OtherProcessesUseTablesBetweenStatements: opens the database of
+// the environment file args[0] with DB args[1] and runs the statement args[2].
+TEST(SecondProcess, RpdsqlStatement) {
+  std::vector<std::string> args;
+  if (!test::in_role("RpdsqlStatement", &args)) GTEST_SKIP() << "a second process of IsaTest";
+  const bool ok = lpdsn_init_file(args.at(0)) == 0 && lpdsn_set("DB", args.at(1).c_str()) == 0 &&
+                  rpdsql_run("OPEN DB") == 0 && rpdsql_run(args.at(2)) == 0;
+  test::end_role(ok ? 0 : 1);
+}
+
 // Between statements a table is free for other processes, and what they changed is what
 // the next statement here sees; while a cursor uses it, it is not.
 TEST_F(IsaTest, OtherProcessesUseTablesBetweenStatements) {
   make_kt();
   ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'here')"), 0);
   EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"1"}));
-  // A child process that starts from nothing, as another program of the station would.
-  auto child = [](const std::string& statement) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-      // The files first, closed without a word: this process's copies share their locks
-      // with the parent's, and an unlock here would give up the parent's.
-      isam_reset_for_tests();
-      cb_reset_for_tests();
-      rpdsql_reset_for_tests();
-      _exit(rpdsql_run("OPEN DB") == 0 && rpdsql_run(statement) == 0 ? 0 : 1);
-    }
-    int status = 0;
-    return pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  // Another process that starts from nothing, as another program of the station would.
+  const std::string env = dir_.file("kytenv.dat"), db = dir_.path();
+  auto child = [&](const std::string& statement) {
+    return test::run_role("RpdsqlStatement", {env, db, statement});
   };
   EXPECT_EQ(child("INSERT INTO KT VALUES(2, 'qs', 2, 'there')"), 0);
   EXPECT_EQ(rows("SELECT CN, NAME FROM KT"), (std::vector<std::string>{"1|here", "2|there"}));
@@ -340,7 +335,6 @@ TEST_F(IsaTest, OtherProcessesUseTablesBetweenStatements) {
   EXPECT_TRUE(icheck_db(dir_.file("KT").c_str(), &problems, 10));
   for (const std::string& p : problems) ADD_FAILURE() << p;
 }
-#endif
 
 TEST_F(IsaTest, ClientProgramInC) { EXPECT_EQ(rpdsql_client_steps(), 0); }
 
