@@ -530,4 +530,19 @@ int32_t rpxcie(CommandSet& set, const char* line, cmd_msg* msg) {
   return rpxcie(set, line == nullptr ? std::string_view() : std::string_view(line), msg);
 }
 
+int32_t rpxcie_apart(CommandSet& set, std::string_view line, cmd_msg* msg) {
+  // Restores the count of the calls in progress however the call returns.
+  class Apart {
+   public:
+    Apart() : saved_(g_depth) { g_depth = 0; }
+    ~Apart() { g_depth = saved_; }
+    Apart(const Apart&) = delete;
+    Apart& operator=(const Apart&) = delete;
+
+   private:
+    int saved_;
+  } apart;
+  return rpxcie(set, line, msg);
+}
+
 }  // namespace kyt

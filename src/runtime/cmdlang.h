@@ -52,6 +52,9 @@
 // Nesting: a handler may call rpxcie again (of any set) once; a call that would be a third
 // level in this process is refused with 99. Each call parses into its own structure, so the
 // outer call's parsed command stays valid while the inner one runs. One thread a process.
+// rpxcie_apart parses a command that belongs to no caller's command (the environment file,
+// read by whichever handler needs it first): it starts a nesting count of its own and leaves
+// the count of the calls in progress as it found it.
 //
 // The parsed command lives from the start of rpxcie until the handler returns; its texts
 // point into a copy of the line that goes with it. Handlers copy what they keep.
@@ -232,6 +235,8 @@ int32_t rpxcid(CommandSet& set, const char* syntax, cmd_handler handler);  // nu
 // gets a scratch record). Returns the handler's code or a parse code.
 int32_t rpxcie(CommandSet& set, std::string_view line, cmd_msg* msg);
 int32_t rpxcie(CommandSet& set, const char* line, cmd_msg* msg);  // nullptr: empty line
+// As rpxcie, outside the nesting of the rpxcie calls in progress (see Nesting above).
+int32_t rpxcie_apart(CommandSet& set, std::string_view line, cmd_msg* msg);
 
 }  // namespace kyt
 

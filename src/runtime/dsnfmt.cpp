@@ -63,4 +63,10 @@ std::string dsn_complete(const std::string& pattern, long long value) {
   return out;
 }
 
+std::string dsn_complete_name(const std::string& name, long long value) {
+  const size_t sep = name.find_last_of("/\\");
+  if (sep == std::string::npos) return dsn_complete(name, value);
+  return name.substr(0, sep + 1) + dsn_complete(name.substr(sep + 1), value);
+}
+
 }  // namespace kyt

@@ -12,6 +12,11 @@ namespace kyt {
 
 std::string dsn_complete(const std::string& pattern, long long value);
 
+// Completes a composed dataset name (directory, separator, file pattern): only the part
+// behind the last "/" or "\\" is a pattern; the directory before it is kept byte for byte,
+// "%" and all. (No file pattern holds a separator, so the last one ends the directory.)
+std::string dsn_complete_name(const std::string& name, long long value);
+
 }  // namespace kyt
 
 #endif  // KYT_RUNTIME_DSNFMT_H

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -77,7 +78,8 @@ const char* direction_text(int32_t dir) {
 std::string trace_file_name() {
   std::string pattern;
   if (!trace_env_value("DSN_TRACE_LOG", &pattern)) pattern = "trace%06lu.log";
-  return dsn_complete(pattern, static_cast<long long>(platform::process_id() % 1000000u));
+  return dsn_complete_name(pattern,
+                           static_cast<long long>(platform::process_id() % 1000000u));
 }
 
 void write_text(platform::File& f, const char* format, ...)
@@ -139,11 +141,14 @@ int rptraceinit() {
   if (items < 1 || items > 1000000) items = 1024;  // the array must stay allocatable
   long kbytes = param_get_long("TRACEMAXSIZE", 1024);
   if (kbytes < 1) kbytes = items;
+  constexpr int64_t kMaxKbytes = INT64_MAX / 1024;  // the limit in bytes must fit
   s.max_items = static_cast<int32_t>(items);
-  s.max_size = static_cast<int64_t>(kbytes) * 1024;
+  s.max_size = (kbytes > kMaxKbytes ? kMaxKbytes : static_cast<int64_t>(kbytes)) * 1024;
   s.line_level = static_cast<int32_t>(param_get_long("LITRACELVL", 0));
-  KYT_TRACE(kModule, kTopic, kLevel, "rptraceinit allw '%d' off %d maxit '%d' maxs'%d'",
-            s.always_to_file ? 1 : 0, s.off ? 1 : 0, s.max_items, static_cast<int>(s.max_size));
+  // The size limit is a 64-bit number: 2 GB and more must not print negative.
+  KYT_TRACE(kModule, kTopic, kLevel, "rptraceinit allw '%d' off %d maxit '%d' maxs'%lld'",
+            s.always_to_file ? 1 : 0, s.off ? 1 : 0, s.max_items,
+            static_cast<long long>(s.max_size));
   s.items.reset(new Item[static_cast<size_t>(s.max_items)]());
   s.count = 0;
   s.index = 0;
@@ -156,8 +161,12 @@ int rptraceinit() {
 int rptracereinit() {
   State& s = st();
   KYT_TRACE(kModule, kTopic, kLevel, "rptracereinit");
+  // A new transfer starts: nothing of the last one counts, neither its size (else every
+  // item would soon fill the limit alone and land in slot 0) nor its failure.
   s.count = 0;
   s.index = 0;
+  s.size = 0;
+  s.error = false;
   return 0;
 }
 

@@ -22,6 +22,7 @@ constexpr int32_t kRptInt = 2;
 constexpr int32_t kRptHex = 9;
 
 int rptraceinit();
+// Starts over for a new transfer: an empty array, running size 0, error flag cleared.
 int rptracereinit();
 int rptraceseterr();
 int rptracefinit();

@@ -15,7 +15,7 @@ namespace kyt {
 namespace {
 
 constexpr const char* kModule = "KYTEXE";
-constexpr const char* kTopic = "D";
+constexpr const char* kTopic = "d";  // topics are lower case: the default DBG_TPC lists a-z
 constexpr int kLevelError = 1;
 
 constexpr int64_t kSecondsPerMinute = 60;

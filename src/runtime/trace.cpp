@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "platform/platform.h"
-#include "runtime/lpdsn.h"
 
 namespace kyt {
 
@@ -124,12 +123,12 @@ class TraceWriter {
 struct TraceState {
   int16_t on = 0;                // the trace switch
   int nesting = 0;               // > 1 while a line is being written: inner lines are dropped
-  bool initialised = false;      // settings read and writer configured
+  bool initialised = false;      // settings taken and writer configured
   bool reread = false;           // read environment file and settings again on the next line
   int32_t tag = -1;
   const char* source = nullptr;  // from the last trace header
   const char* module = nullptr;
-  TraceEnvSource env = lpdsn_trace_source();
+  TraceEnvSource env;            // none: the process environment alone
   TraceWriter writer;
 };
 
@@ -155,15 +154,16 @@ void vline(const char* topic, int level, const char* format, va_list args) {
   TraceState& s = state();
   if (s.on == 0) return;
   if (++s.nesting == 1) {
+    if (s.reread) {
+      // Before the first settings there is nothing to read again. The reload may install
+      // the source again, which asks for fresh settings: they are taken below, after it.
+      if (s.initialised && s.env.reload != nullptr) s.env.reload();
+      s.initialised = false;
+      s.reread = false;
+    }
     if (!s.initialised) {
       configure_writer();
       s.initialised = true;
-      s.reread = false;
-    }
-    if (s.reread) {
-      if (s.env.reload != nullptr) s.env.reload();
-      configure_writer();
-      s.reread = false;
     }
     if (s.writer.wants(topic, level)) {
       char text[kMaxText + 1];
@@ -180,7 +180,14 @@ void vline(const char* topic, int level, const char* format, va_list args) {
 
 }  // namespace
 
-void trace_set_env_source(const TraceEnvSource& source) { state().env = source; }
+void trace_set_env_source(const TraceEnvSource& source) {
+  TraceState& s = state();
+  s.env = source;
+  s.initialised = false;
+}
+TraceEnvSource trace_env_source() { return state().env; }
+TraceHold::TraceHold() { ++state().nesting; }
+TraceHold::~TraceHold() { --state().nesting; }
 bool trace_env_value(const char* key, std::string* value) {
   const TraceEnvSource& env = state().env;
   return env.lookup != nullptr && env.lookup(key, value);
@@ -240,7 +247,7 @@ void trace_reset_for_tests() {
   s.tag = -1;
   s.source = nullptr;
   s.module = nullptr;
-  s.env = lpdsn_trace_source();
+  s.env = TraceEnvSource();
 }
 
 }  // namespace kyt

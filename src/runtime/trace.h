@@ -8,11 +8,17 @@
 // setting; kytfold does so when the process environment has a non-zero DBG_LVL. With the
 // switch off nothing is read and no file is touched.
 //
-// Settings, read on the first line written after the switch went on (and again after
-// trace_request_reread): the trace file is the dataset name DSN_DIAG; DBG_LVL, DBG_TPC,
-// DBG_MAXSIZE and DBG_NUMLOGS come from the environment file, else from the process
-// environment, else from the defaults "0", "", "0", "0". Without an environment file the
-// trace file is "diag.log" in the current directory.
+// Settings, taken on the first line written after the switch went on, again after a new
+// environment source was installed, and after trace_request_reread (which also reads the
+// environment file again): the trace file is the dataset name DSN_DIAG; DBG_LVL, DBG_TPC,
+// DBG_MAXSIZE and DBG_NUMLOGS come from the environment source, else from the process
+// environment, else from the defaults "0", "", "0", "0". Without a source (or when the
+// source has no DSN_DIAG) the trace file is "diag.log" in the current directory.
+//
+// The environment source is injected: the trace itself knows no environment store. The
+// store (lpdsn) installs itself when it has read the environment file, so its settings hold
+// from then on whichever module was used first; a process that never reads the store (kytfold)
+// traces by its process environment alone.
 //
 // Filter: a line of level L (1 to 28) is written when bit L-1 of the level mask is set and
 // its topic letter is one of DBG_TPC (an empty DBG_TPC lets every topic through). Bits 28 to
@@ -37,16 +43,28 @@
 
 namespace kyt {
 
-// Where the trace settings come from before the process environment is asked: by default
-// the environment store (lpdsn); `reload` reads the environment file again (for
-// trace_request_reread).
+// Where the trace settings come from before the process environment is asked; `reload`
+// reads the environment file again (for trace_request_reread). Installing a source makes the
+// next line take its settings afresh; an empty source means the process environment alone.
 struct TraceEnvSource {
   bool (*lookup)(const char* key, std::string* value) = nullptr;
   void (*reload)() = nullptr;
 };
 void trace_set_env_source(const TraceEnvSource& source);
-// Asks the installed environment store alone (no process environment, no default).
+TraceEnvSource trace_env_source();
+// Asks the installed environment source alone (no process environment, no default).
 bool trace_env_value(const char* key, std::string* value);
+
+// Holds back every line while it lives (they are dropped, as nested lines are): the
+// environment store reads its file under a hold, so no line can take its settings from a
+// half-read store.
+class TraceHold {
+ public:
+  TraceHold();
+  ~TraceHold();
+  TraceHold(const TraceHold&) = delete;
+  TraceHold& operator=(const TraceHold&) = delete;
+};
 
 // Process-wide switch: zero means off.
 void trace_set_switch(int16_t on);

@@ -198,6 +198,27 @@ TEST(CmdNesting, OneNestedLevel) {
   EXPECT_EQ(codes, (std::vector<int32_t>{99, 5, 99, 5}));
 }
 
+TEST(CmdNesting, ACommandApartIgnoresAndKeepsTheDepthInProgress) {
+  CommandSet outer, inner, apart;
+  std::vector<int32_t> codes;
+  ASSERT_EQ(rpxcid(apart, "SET: 0-9", [](const cmd_args& a, cmd_msg*) {
+              return a.positional_count();
+            }),
+            0);
+  ASSERT_EQ(rpxcid(inner, "DEEP:", [&](const cmd_args&, cmd_msg*) {
+              codes.push_back(rpxcie_apart(apart, "SET A=1 B=2", nullptr));  // at level 2
+              codes.push_back(rpxcie(inner, "DEEP", nullptr));  // still level 3 afterwards
+              return 0;
+            }),
+            0);
+  ASSERT_EQ(rpxcid(outer, "TOP:", [&](const cmd_args&, cmd_msg*) {
+              return rpxcie(inner, "DEEP", nullptr);
+            }),
+            0);
+  EXPECT_EQ(rpxcie(outer, "TOP", nullptr), 0);
+  EXPECT_EQ(codes, (std::vector<int32_t>{2, 99}));
+}
+
 TEST(CmdHelp, ListAndDescribe) {
   CommandSet set;
   std::vector<std::string> msgs;

@@ -18,5 +18,12 @@ TEST(Dsnfmt, FillsTheFirstIntegerConversionOnly) {
   EXPECT_EQ(dsn_complete("plain", 5), "plain");
 }
 
+TEST(Dsnfmt, ANameIsCompletedBehindItsDirectoryOnly) {
+  EXPECT_EQ(dsn_complete_name("/srv/t%d%%/trace%06lu.log", 42), "/srv/t%d%%/trace000042.log");
+  EXPECT_EQ(dsn_complete_name("C:\\a%x\\b%%\\diag.%03d", 7), "C:\\a%x\\b%%\\diag.007");
+  EXPECT_EQ(dsn_complete_name("diag.%03d", 7), "diag.007");
+  EXPECT_EQ(dsn_complete_name("/dir%d/", 7), "/dir%d/");
+}
+
 }  // namespace
 }  // namespace kyt

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <map>
 #include <sstream>
 #include <string>
@@ -143,6 +144,52 @@ TEST_F(RptraceTest, SizeLimitEmptiesTheArrayAndTraceOffRecordsNothing) {
   rptracefinit();
   dumpArrayToFile();
   EXPECT_EQ(lines().size(), 2u);  // unchanged
+}
+
+// Transfer after transfer in one process: each dump after a failure holds that transfer's
+// items, and a successful transfer after a failed one is not dumped.
+TEST_F(RptraceTest, ReinitStartsEachTransferAfresh) {
+  params()["TRACEMAXITEM"] = "100";
+  params()["TRACEMAXSIZE"] = "1";  // 1024 bytes: ten items of 96
+  rptraceinit();
+  size_t expected = 1;  // the header
+  for (int transfer = 1; transfer <= 6; ++transfer) {
+    SCOPED_TRACE(transfer);
+    rptracereinit();
+    for (int i = 0; i < 5; ++i) rptraceFlow(kRptFlow, "step", transfer, i);
+    const bool fails = transfer % 2 == 1;
+    if (fails) rptraceseterr();
+    rptracefinit();
+    if (fails) expected += 5;
+    std::vector<std::string> l = lines();
+    ASSERT_EQ(l.size(), expected);
+    if (fails) {
+      char tail[64];
+      std::snprintf(tail, sizeof tail, " R'%d' E'4'", transfer);
+      EXPECT_EQ(l.back().substr(l.back().size() - std::strlen(tail)), tail);
+      EXPECT_EQ(l[l.size() - 5].rfind("I'           1'", 0), 0u) << l[l.size() - 5];
+    }
+  }
+}
+
+TEST_F(RptraceTest, SizeLimitsOfTwoGigabytesAndMorePrintAsTheyAre) {
+  test::TempDir dir;
+  static std::string diag;
+  diag = dir.file("diag.log");
+  trace_set_env_source({[](const char* key, std::string* value) {
+                          const std::string k = key;
+                          if (k == "DSN_DIAG") *value = diag;
+                          else if (k == "DBG_LVL") *value = "0x800";  // level 12
+                          else return false;
+                          return true;
+                        },
+                        nullptr});
+  trace_set_switch(1);
+  params()["TRACEMAXSIZE"] = "3000000";  // KB
+  rptraceinit();
+  EXPECT_NE(test::read_file(diag).find("rptraceinit allw '0' off 0 maxit '4' maxs'3072000000'"),
+            std::string::npos)
+      << test::read_file(diag);
 }
 
 }  // namespace

@@ -185,6 +185,7 @@ TEST_F(Rpxdt, TimeOfDayCompactFormsAndDayOfYear) {
 }
 
 TEST_F(Rpxdt, FailuresAreTracedAtLevelOne) {
+  static constexpr const char* kDefaultTopics = "abcdefghijklmnopqrstuvwxyz";  // kytenv.dat's
   test::TempDir dir;
   static std::string diag;
   diag = dir.file("diag.log");
@@ -192,7 +193,10 @@ TEST_F(Rpxdt, FailuresAreTracedAtLevelOne) {
   trace_set_env_source(
       {[](const char* key, std::string* value) {
          const std::string k = key;
-         *value = k == "DSN_DIAG" ? diag : k == "DBG_LVL" ? "1" : k == "DBG_TPC" ? "D" : "0";
+         *value = k == "DSN_DIAG"  ? diag
+                  : k == "DBG_LVL" ? "1"
+                  : k == "DBG_TPC" ? kDefaultTopics
+                                   : "0";
          return true;
        },
        nullptr});

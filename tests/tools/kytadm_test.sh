@@ -27,10 +27,21 @@ check "overrides: site setting" "USRADDR              = 'a b'" "$(line USRADDR)"
 printf 'DB=a DB=b\n' >twice.env
 run env -e twice.env
 check "setting twice: exit" 1 "$rc"
-check "setting twice: message" "kytadm env: environment file is not valid 'twice.env' (code 4)" "$err"
+check "setting twice: message" "kytadm env: twice.env:1: DB given twice (first on line 1): DB=b (code 4)" "$err"
 run env -e missing.env
 check "missing file: exit" 1 "$rc"
-check "missing file: message" "kytadm env: cannot read environment file 'missing.env' (code 99)" "$err"
+check "missing file: message" "kytadm env: missing.env: cannot open the environment file (code 99)" "$err"
+# What a user writes naturally is taken; what is still refused is named with its line.
+printf '# site settings\nDBPSW=\n  # indented comment\nDB=/data(old) LANGUAGE=\n' >natural.env
+run env -e natural.env
+check "natural file: exit" 0 "$rc"
+check "natural file: empty value" "DBPSW                = ''" "$(line DBPSW)"
+check "natural file: parentheses" "DB                   = '/data(old)'" "$(line DB)"
+check "natural file: empty keyword keeps its default" "LANGUAGE             = 'E'" "$(line LANGUAGE)"
+printf 'DB=x\n\nFOO\n' >bad.env
+run env -e bad.env
+check "bad line: exit" 1 "$rc"
+check "bad line: message" "kytadm env: bad.env:3: a setting must be NAME=value: FOO (code 99)" "$err"
 check "missing file: stdout quiet" "" "$out"
 run env
 check "no kytenv.dat here: exit" 1 "$rc"

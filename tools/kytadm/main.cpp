@@ -121,9 +121,13 @@ int run_env(const std::vector<std::string>& args) {
     // The store's first entry is always the name of the file it read.
     const auto& entries = kyt::lpdsn_entries();
     const std::string name = entries.empty() ? file : entries.front().second;
-    std::fprintf(stderr, "kytadm env: %s '%s' (code %d)\n",
-                 rc == 99 ? "cannot read environment file" : "environment file is not valid",
-                 name.c_str(), rc);
+    if (!kyt::lpdsn_error_text().empty()) {  // file, line and offending text
+      std::fprintf(stderr, "kytadm env: %s (code %d)\n", kyt::lpdsn_error_text().c_str(), rc);
+    } else {
+      std::fprintf(stderr, "kytadm env: %s '%s' (code %d)\n",
+                   rc == 99 ? "cannot read environment file" : "environment file is not valid",
+                   name.c_str(), rc);
+    }
     return kExitFailed;
   }
   const std::string listing = kyt::lpdsn_listing();
