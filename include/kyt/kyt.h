@@ -24,13 +24,19 @@ typedef struct kyt_hostvar {
   void *addr;
 } kyt_hostvar;
 
+/* Statuses of rpdsql that tell the state of a table rather than a failure of the program. */
+#define KYT_SQL_TABLE_LOCKED 256120 /* table locked by another process: try again later */
+#define KYT_SQL_KEY_TOO_LONG 256121 /* the key columns' texts exceed about 8150 bytes */
+#define KYT_SQL_TABLE_DAMAGED 256122 /* a table file is damaged (kytadm check tells more) */
+
 /* Runs a statement of the station's SQL subset against the station database (opened on
  * first use). Arguments: the statement pieces (joined with nothing between them), then
  * (const char *)NULL, then one const kyt_hostvar * per "?" mark, followed for DECLARE and
  * FETCH by one per selected column (the row is written there), then
  * (const kyt_hostvar *)NULL.
  * Returns 0; 24200000 when no (further) row exists; 24200001 / 24200002 when the database
- * could not be closed / opened; 99 when the statement could not be composed; otherwise the
+ * could not be closed / opened; 99 when the statement could not be composed or the program
+ * failed; KYT_SQL_TABLE_LOCKED, KYT_SQL_KEY_TOO_LONG, KYT_SQL_TABLE_DAMAGED; otherwise the
  * status of the statement. */
 int32_t rpdsql(const char *piece, ...);
 
