@@ -448,8 +448,8 @@ int32_t Scan::check_row() {
     const char* f = fields_[i];
     const size_t cap = static_cast<size_t>(field_capacity(td->cols[i]));
     if (f != nullptr && std::memchr(f, '\0', cap) != nullptr) continue;
-    KYT_TRACE(kModule, kTopic, 1, "%s: a row's field %s is longer than its column (%zu bytes)",
-              t_->file.c_str(), td->cols[i].s_colname, cap - 1);
+    KYT_TRACE(kModule, kTopic, 1, "%s: a row's field %s is longer than its column (%d bytes)",
+              t_->file.c_str(), td->cols[i].s_colname, static_cast<int>(cap) - 1);
     fail_cause_note(DBI_E_DAMAGED, "row check on " + t_->file, __FILE__, __LINE__);
     return DBI_E_DAMAGED;
   }

@@ -192,6 +192,7 @@ TEST(TableStatusChild, StatementsOnATableHeldElsewhere) {
   EXPECT_FALSE(icheck_db((dir + "/KT").c_str(), &problems, 10));
   EXPECT_EQ(isam_errno, kIsamLocked);
   EXPECT_TRUE(icheck_db((dir + "/KO").c_str(), &problems, 10));
+  test::write_file(dir + "/child.ran", "");
   rpdsql_reset_for_tests();
   isam_reset_for_tests();
   lpdsn_reset_for_tests();
@@ -206,6 +207,7 @@ TEST_F(TableStatusTest, TableLockedByAnotherProcess) {
                                         "--gtest_filter=TableStatusChild.*", "--gtest_brief=1"});
   platform::set_env("KYT_TABLE_LOCK_CHILD", nullptr);
   EXPECT_EQ(rc, 0);
+  EXPECT_TRUE(platform::file_exists(dir_.file("child.ran").c_str()));
   ASSERT_EQ(run("COMMIT WORK"), 0);
   ASSERT_EQ(run("SET AUTOCOMMIT ON"), 0);
   int32_t status = 0;
