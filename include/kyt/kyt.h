@@ -36,6 +36,10 @@ int32_t kytGetVersion(int32_t *major, int32_t *minor, int32_t *build, int32_t *p
 #define KYT_SQL_NOT_FOUND 24200000    /* no (further) row */
 #define KYT_SQL_CLOSE_FAILED 24200001 /* the database could not be closed */
 #define KYT_SQL_OPEN_FAILED 24200002  /* the database could not be found or opened */
+/* Statuses of rpdsql that tell the state of a table rather than a failure of the program. */
+#define KYT_SQL_TABLE_LOCKED 256120 /* table locked by another process: try again later */
+#define KYT_SQL_KEY_TOO_LONG 256121 /* the key columns' texts exceed about 8150 bytes */
+#define KYT_SQL_TABLE_DAMAGED 256122 /* a table file is damaged (kytadm check tells more) */
 /* Any exported function: an internal failure (also out of memory); never an exception. */
 #define KYT_INTERNAL_ERROR 99
 
@@ -53,7 +57,8 @@ typedef struct kyt_hostvar {
  * statement selects, else 24201003 and no row is taken), then (const kyt_hostvar *)NULL.
  * Returns 0; KYT_SQL_NOT_FOUND when no (further) row exists; KYT_SQL_CLOSE_FAILED /
  * KYT_SQL_OPEN_FAILED; 99 when the statement could not be composed or an internal failure
- * occurred; otherwise the status of the statement.
+ * occurred; KYT_SQL_TABLE_LOCKED, KYT_SQL_KEY_TOO_LONG, KYT_SQL_TABLE_DAMAGED; otherwise the
+ * status of the statement.
  * Transactions: after "SET AUTOCOMMIT OFF" changes wait for "COMMIT WORK". Work not
  * committed when the process ends (returning from main, exit()) or the database is closed
  * ("CLOSE DB") is rolled back; cursors left declared are closed then, without harm. */

@@ -206,6 +206,15 @@ void check_open(IsamDb* db, Report* r) {
   }
 }
 
+// Whether another process holds the database (the lock on its data file's header): its
+// files may then lack changes that process has not written yet, so they are not checked.
+// Files that cannot be opened for writing are nobody's to change, and are checked.
+bool held_elsewhere(const std::string& base) {
+  platform::File f;
+  if (!f.open(isam_file(base, ".DB").c_str(), platform::OpenMode::kReadWrite)) return false;
+  return !f.lock_header();  // a lock taken here goes with the close
+}
+
 }  // namespace
 
 bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limit) {
@@ -227,6 +236,11 @@ bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limi
   if (db != nullptr) {
     check_open(db, &r);
     return r.count == 0;
+  }
+  if (held_elsewhere(base)) {
+    r.add("locked by another process: not checked");
+    isam_errno = kIsamLocked;
+    return false;
   }
   db = iopen_db_readonly(base.c_str());
   if (db == nullptr) {

@@ -65,13 +65,24 @@ int idelrec(IsamDb* db, IsamIndex* index) {
     following = next <= 0 ? next : record_from(db, next, end);
     if (following < 0) return -1;
   }
-  int rc = 1;
-  std::string key;
+  // Keys first: a record whose key cannot be built (a field grown too long in a damaged
+  // file) is refused before any index loses its entry.
+  std::vector<std::string> keys;
   for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
     if (i->number == 0) continue;
-    if (I_mkkey(db, i, values.data(), &key) != 1 ||
-        cbdelete(i->cursor, key.data(), static_cast<int>(key.size()), offset) != 1) {
-      if (isam_errno == 0) isam_errno = kIsamCbt;
+    keys.emplace_back();
+    if (I_mkkey(db, i, values.data(), &keys.back()) != 1) {
+      ISAM_TRACE(kModule, "idelrec : key of index %d cannot be built", i->number);
+      return -1;
+    }
+  }
+  int rc = 1;
+  size_t k = 0;
+  for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {
+    if (i->number == 0) continue;
+    const std::string& key = keys[k++];
+    if (cbdelete(i->cursor, key.data(), static_cast<int>(key.size()), offset) != 1) {
+      if (isam_errno == 0) isam_errno = kIsamCbt;  // the first failure's code stays
       rc = -1;
     }
   }

@@ -147,7 +147,8 @@ int iflush_db(IsamDb* db);
 // Integrity check of a database, opening its files read-only: the trees, the tiling of the
 // data file by records and holes, one index entry per record and keyed index, the holes
 // tree against the holes of the data file. Appends one line per problem (at most `limit`)
-// and returns true when there is none.
+// and returns true when there is none. A database another process holds is not checked:
+// false with isam_errno 23.
 bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limit);
 
 // Forgets every open database without writing. Tests only.

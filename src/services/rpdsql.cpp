@@ -16,6 +16,9 @@
 
 namespace kyt {
 
+static_assert(KYT_SQL_TABLE_LOCKED == DBI_E_LOCKED && KYT_SQL_KEY_TOO_LONG == DBI_E_KEY_TOO_LONG &&
+              KYT_SQL_TABLE_DAMAGED == DBI_E_DAMAGED);
+
 namespace {
 
 constexpr const char* kModule = "KYTEXE";

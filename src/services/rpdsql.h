@@ -5,7 +5,8 @@
 // directory named by DBNAME, else DB, of the environment file), runs the statement through
 // the statement interface and the executor, and answers 0, 24200000 (no further row),
 // 24200001 (the database could not be closed), 24200002 (the database could not be found or
-// opened), 99, or the executor's status. "OPEN DB" and "CLOSE DB" (compared by prefix) are
+// opened), 99, or the executor's status (among them DBI_E_LOCKED, DBI_E_KEY_TOO_LONG and
+// DBI_E_DAMAGED, which kyt.h names for C callers). "OPEN DB" and "CLOSE DB" (compared by prefix) are
 // handled here. With the environment variable KYTTRACESQL set, each statement but
 // "SET AUTO..." is traced with its result.
 //

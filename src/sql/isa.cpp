@@ -191,6 +191,8 @@ void register_process_end() {
 }
 
 int32_t finish(int32_t rc, std::string_view text) {
+  // What the clean-up after a failure did to isam_errno is not what a caller asks about.
+  if (rc != OK_STATE && fail_cause().rc != 0) isam_errno = fail_cause().isam_err;
   if (rc == RC_INTERNAL_ERROR || rc == DBI_E_EXECERR) isa_severe(rc, text, __FILE__, __LINE__);
   return rc;
 }
@@ -416,7 +418,7 @@ int32_t isa_fetch_texts(int32_t cursor_id, std::vector<std::optional<std::string
       continue;
     }
     std::string text;
-    if (!field_plain_text(*r.p_col, f, &text)) return RC_INTERNAL_ERROR;
+    if (!field_plain_text(*r.p_col, f, &text)) return DBI_E_DAMAGED;
     row->emplace_back(std::move(text));
   }
   return OK_STATE;
@@ -498,6 +500,7 @@ int32_t immediate(const DbiStatement& d) {
 int32_t isa_run(const DbiStatement& d) {
   State& s = st();
   int32_t rc = OK_STATE;
+  fail_cause_reset();
   if (d.op != DbiOp::kOpenDb && d.op != DbiOp::kCloseDb && !s.open) return DBI_E_NOT_OPEN;
   switch (d.op) {
     case DbiOp::kOpenDb:
@@ -550,16 +553,24 @@ int32_t isa_exec(std::string_view text, std::span<const HostVar> hostvars) {
 }
 
 void isa_severe(int32_t rc, std::string_view statement, const char* file, int line) {
-  const int err = errno;
-  const int ie = isam_errno;
-  const char* base = file;
-  for (const char* p = file; *p != '\0'; ++p) {
+  // The codes and the place of the statement's first cause where one was noted: the
+  // clean-up that followed it has changed the engine's codes since.
+  const FailCause& cause = fail_cause();
+  const bool noted = cause.rc == RC_INTERNAL_ERROR || cause.rc == DBI_E_EXECERR;
+  const int err = noted ? cause.sys_err : errno;
+  const int ie = noted ? cause.isam_err : isam_errno;
+  const int cb_err = noted ? cause.cb_err : cb_errcode;
+  const int cb_fcn = noted ? cause.cb_fcn : cb_fcncode;
+  const int cb_con = noted ? cause.cb_con : cb_concode;
+  const char* base = noted ? cause.file : file;
+  for (const char* p = base; *p != '\0'; ++p) {
     if (*p == '/' || *p == '\\') base = p + 1;
   }
+  if (noted) line = cause.line;
   std::string text(statement);
   KYT_TRACE(kModule, kTopic, 1, "Severe error >%s<", text.c_str());
   KYT_TRACE(kModule, kTopic, 1, "errno, isam_errno, cb(err,fcn,con)code, = %d, %d, %d %d %d)", err,
-            ie, cb_errcode, cb_fcncode, cb_concode);
+            ie, cb_err, cb_fcn, cb_con);
   State& s = st();
   std::fprintf(stderr,
                "E: ===>  Severe data base error  <===\n  Please take note of these error codes and "
@@ -567,9 +578,10 @@ void isa_severe(int32_t rc, std::string_view statement, const char* file, int li
                text.c_str());
   std::fprintf(stderr, "E: Error %ld occured in data base routine %s(%d):\n", static_cast<long>(rc),
                base, line);
+  if (noted) std::fprintf(stderr, "  failing step: %s\n", cause.step.c_str());
   std::fprintf(stderr, "  isam_errno: %s\n", isam_strerror(ie));
   std::fprintf(stderr, "E:  (errno, isam_errno, cb(err,fcn,con)code, = %d, %d, %d %d %d)\n", err, ie,
-               cb_errcode, cb_fcncode, cb_concode);
+               cb_err, cb_fcn, cb_con);
   std::fprintf(stderr, "E:  Ep_dbname = %s Eflg_transact = %d Eflg_trans_err = %d\n",
                s.open ? s.dbname.c_str() : "NULL", trans_open() ? 1 : 0, trans_failed() ? 1 : 0);
   if (err != 0) {

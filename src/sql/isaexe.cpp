@@ -23,11 +23,9 @@ namespace {
 constexpr const char* kModule = "KYTEXE";
 constexpr const char* kTopic = "s";
 
-int32_t isam_error(const char* what, const TabHandle* t) {
-  KYT_TRACE(kModule, kTopic, 1, "%s failed on %s isam_errno=%d (%s)", what,
-            t != nullptr ? t->file.c_str() : "?", isam_errno, isam_strerror(isam_errno));
-  return RC_INTERNAL_ERROR;
-}
+// A failed ISAM step on a table: its status (a lock held elsewhere, a key too long, a
+// damaged file, else an internal failure), traced and noted as the statement's cause here.
+#define ISAM_ERROR(what, t) KYT_ISAMFAIL(what, (t) != nullptr ? (t)->file : std::string())
 
 // --- key ranges -----------------------------------------------------------------------------
 
@@ -234,12 +232,12 @@ int32_t sort_index(TabHandle* t, const PLIST<ORDERITEM>& order, IsamIndex** out)
   std::vector<const char*> fields;
   for (const std::string& w : want) fields.push_back(w.c_str());
   fields.push_back(nullptr);
-  if (imkindex(t->db, name, fields.data()) != 1) return isam_error("imkindex", t);
+  if (imkindex(t->db, name, fields.data()) != 1) return ISAM_ERROR("imkindex", t);
   KYT_TRACE(kModule, kTopic, 6, "sort index %s made on %s", name, t->name.c_str());
   int32_t rc = refresh_table(t);
   if (rc != RC_OK) return rc;
   *out = ihandle(t->db, name);
-  return *out != nullptr ? RC_OK : isam_error("ihandle", t);
+  return *out != nullptr ? RC_OK : ISAM_ERROR("ihandle", t);
 }
 
 std::string quoted(const char* s) { return std::string("'") + s + "'"; }
@@ -288,12 +286,9 @@ int32_t add_row(TabHandle* t, const char* const* fields) {
     std::vector<const char*> key = key_of(u, fields);
     int rc = ifindkey(t->db, u.index, key.data());
     if (rc == 2) return DBI_E_NO_DUP;
-    if (rc != 3) return isam_error("ifindkey", t);
+    if (rc != 3) return ISAM_ERROR("ifindkey", t);
   }
-  if (iaddrec(t->db, t->primary, fields) != 1) {
-    if (isam_errno == kIsamKeyTooLong) return DBI_E_VALUE;
-    return isam_error("iaddrec", t);
-  }
+  if (iaddrec(t->db, t->primary, fields) != 1) return ISAM_ERROR("iaddrec", t);
   log_row(t, true, fields);
   return RC_OK;
 }
@@ -346,7 +341,7 @@ Scan::~Scan() { close(); }
 
 void Scan::save() {
   if (t_ == nullptr) return;
-  if (isavepos(t_->db, index_, &pos_) != 1) save_rc_ = isam_error("isavepos", t_);
+  if (isavepos(t_->db, index_, &pos_) != 1) save_rc_ = ISAM_ERROR("isavepos", t_);
 }
 
 const IsamPos& Scan::saved_position() {
@@ -359,7 +354,7 @@ static int32_t reclaim(Scan* s, TabHandle* t, IsamIndex* index, const IsamPos& p
   if (t->owner == s) return RC_OK;
   if (save_rc != RC_OK) return save_rc;
   claim_indexes(t, s);
-  return irestorepos(t->db, index, &pos) == 1 ? RC_OK : isam_error("irestorepos", t);
+  return irestorepos(t->db, index, &pos) == 1 ? RC_OK : ISAM_ERROR("irestorepos", t);
 }
 
 void Scan::close() {
@@ -427,7 +422,7 @@ int32_t Scan::start() {
   claim_indexes(t_, this);
   std::string key;
   for (const std::string& e : eq_) key.append(e).push_back('\0');
-  int rc = 1;
+  int rc = 0;
   if (!backward_ && (has_lo_ || !key.empty())) {
     if (has_lo_) key += lo_;
     rc = ifindfrom(t_->db, index_, key.data(), static_cast<int>(key.size()), false);
@@ -439,12 +434,20 @@ int32_t Scan::start() {
       key.back() = '\x01';  // just after every key with this prefix
     }
     rc = ifindfrom(t_->db, index_, key.data(), static_cast<int>(key.size()), true);
-  } else {
+  }
+  if (rc != 1 && rc != 0 && isam_errno == kIsamKeyTooLong) {
+    // A bound longer than any key of the index: the range is given up, and the condition
+    // alone decides every row of the whole index.
+    eq_.clear();
+    has_lo_ = has_hi_ = false;
+    rc = 0;
+  }
+  if (rc == 0) {  // no range: from the first (last) entry
     IsamPos edge;
     edge.status = backward_ ? -3 : -2;
     rc = irestorepos(t_->db, index_, &edge);
   }
-  if (rc != 1) return isam_error("positioning", t_);
+  if (rc != 1) return ISAM_ERROR("positioning", t_);
   return RC_OK;
 }
 
@@ -452,7 +455,25 @@ int32_t Scan::read_current() {
   const int rc = igetrec(t_->db, index_, fields_.data(), buf_.data(), static_cast<int>(buf_.size()));
   if (rc != 1) {
     KYT_TRACE(kModule, kTopic, 1, "igetrec failed rc=%d isam_errno=%d", rc, isam_errno);
-    return RC_INTERNAL_ERROR;
+    return ISAM_ERROR("igetrec", t_);
+  }
+  return RC_OK;
+}
+
+// Every field of a row read from the file must fit its column before anything uses it:
+// rows are copied into slots of the column's capacity, keys and host variables are built
+// from them. A longer field (a damaged file, a record another program wrote, a record cut
+// at the row buffer's end) makes the row damaged.
+int32_t Scan::check_row() {
+  const TABDESC* td = t_->td;
+  for (size_t i = 0; i < td->cols.size(); ++i) {
+    const char* f = fields_[i];
+    const size_t cap = static_cast<size_t>(field_capacity(td->cols[i]));
+    if (f != nullptr && std::memchr(f, '\0', cap) != nullptr) continue;
+    KYT_TRACE(kModule, kTopic, 1, "%s: a row's field %s is longer than its column (%d bytes)",
+              t_->file.c_str(), td->cols[i].s_colname, static_cast<int>(cap) - 1);
+    fail_cause_note(DBI_E_DAMAGED, "row check on " + t_->file, __FILE__, __LINE__);
+    return DBI_E_DAMAGED;
   }
   return RC_OK;
 }
@@ -492,12 +513,12 @@ int32_t Scan::next() {
       done_ = true;
       return 0;
     }
-    if (rc == 1) return 1;
-    if (rc != 2) return isam_error(backward_ ? "ifindprev" : "ifindnext", t_);
+    if (rc == 1) return check_row() == RC_OK ? 1 : DBI_E_DAMAGED;
+    if (rc != 2) return ISAM_ERROR(backward_ ? "ifindprev" : "ifindnext", t_);
     r = read_current();
     if (r != RC_OK) return r;
     const int verdict = judge(this, fields_.data());
-    if (verdict == 1) return 1;
+    if (verdict == 1) return check_row() == RC_OK ? 1 : DBI_E_DAMAGED;
     if (verdict == 2) {
       done_ = true;
       return 0;
@@ -508,7 +529,7 @@ int32_t Scan::next() {
 int32_t Scan::delete_current() {
   int32_t r = reclaim(this, t_, index_, pos_, save_rc_);
   if (r != RC_OK) return r;
-  if (idelrec(t_->db, index_) != 1) return isam_error("idelrec", t_);
+  if (idelrec(t_->db, index_) != 1) return ISAM_ERROR("idelrec", t_);
   log_row(t_, false, fields_.data());
   return RC_OK;
 }
@@ -550,7 +571,7 @@ int32_t exec_insert(int flag, TABDESC* td, const PLIST<COLREF>& cols, const PLIS
 }
 
 int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where) {
-  if (td == nullptr) return RC_INTERNAL_ERROR;
+  if (!KYT_ISACHECK(td != nullptr, RC_INTERNAL_ERROR, "err_return")) return RC_INTERNAL_ERROR;
   StmtFrame frame;
   Scan scan;
   int32_t rc = scan.open(td->ts, nullptr, where);
@@ -577,9 +598,11 @@ int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where) {
   for (Found& f : found) {
     size_t p = 0;
     for (int i = 0; i < td->n_cols; ++i) {
+      // The scan checked that every field fits its slot (Scan::check_row).
+      const size_t n = std::strlen(f.row.data() + p);
       old[static_cast<size_t>(i)] = f.row.data() + p;
-      p += std::strlen(f.row.data() + p) + 1;
-      std::strcpy(nrow.slot(t, i), old[static_cast<size_t>(i)]);
+      std::memcpy(nrow.slot(t, i), f.row.data() + p, n + 1);
+      p += n + 1;
     }
     for (const SETITEM& s : set) {
       rc = put_value(t, &nrow, s.col.p_col, s.value);
@@ -587,8 +610,8 @@ int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where) {
     }
     claim_indexes(t, nullptr);
     f.pos.pending = false;
-    if (irestorepos(t->db, scan.index(), &f.pos) != 1) return frame.finish(isam_error("irestorepos", t));
-    if (idelrec(t->db, scan.index()) != 1) return frame.finish(isam_error("idelrec", t));
+    if (irestorepos(t->db, scan.index(), &f.pos) != 1) return frame.finish(ISAM_ERROR("irestorepos", t));
+    if (idelrec(t->db, scan.index()) != 1) return frame.finish(ISAM_ERROR("idelrec", t));
     log_row(t, false, old.data());
     rc = add_row(t, nrow.fields.data());
     if (rc != RC_OK) return frame.finish(rc);
@@ -597,7 +620,7 @@ int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where) {
 }
 
 int32_t exec_delete(TABDESC* td, const EXPR* where) {
-  if (td == nullptr) return RC_INTERNAL_ERROR;
+  if (!KYT_ISACHECK(td != nullptr, RC_INTERNAL_ERROR, "err_return")) return RC_INTERNAL_ERROR;
   StmtFrame frame;
   Scan scan;
   int32_t rc = scan.open(td->ts, nullptr, where);
@@ -636,10 +659,7 @@ int32_t create_files(const TABDESC& d, const std::string& file, bool with_primar
   std::vector<const char*> fields;
   for (const COLDESC& c : d.cols) fields.push_back(c.s_colname);
   fields.push_back(nullptr);
-  if (icreate_db(file.c_str(), fields.data()) != 1) {
-    KYT_TRACE(kModule, kTopic, 1, "icreate_db %s failed isam_errno=%d", file.c_str(), isam_errno);
-    return RC_INTERNAL_ERROR;
-  }
+  if (icreate_db(file.c_str(), fields.data()) != 1) return KYT_ISAMFAIL("icreate_db", file);
   log_table(d.ts, file, true);
   if (!with_primary || d.key_size == 0) return RC_OK;
   std::vector<const char*> keys(static_cast<size_t>(d.n_cols), nullptr);
@@ -653,10 +673,13 @@ int32_t create_files(const TABDESC& d, const std::string& file, bool with_primar
   keys.resize(static_cast<size_t>(k) + 1);
   keys.back() = nullptr;
   IsamDb* db = iopen_db(file.c_str());
-  if (db == nullptr) return RC_INTERNAL_ERROR;
-  int rc = imkindex(db, "PRIMARY", keys.data());
-  iclose_db(db);
-  return rc == 1 ? RC_OK : RC_INTERNAL_ERROR;
+  if (db == nullptr) return KYT_ISAMFAIL("iopen_db", file);
+  if (imkindex(db, "PRIMARY", keys.data()) != 1) {
+    const int32_t rc = KYT_ISAMFAIL("imkindex", file);
+    iclose_db(db);
+    return rc;
+  }
+  return iclose_db(db) == 1 ? RC_OK : KYT_ISAMFAIL("iclose_db", file);
 }
 
 int32_t create_table(const STMT& s) {
@@ -724,7 +747,7 @@ int32_t create_index(const STMT& s) {
   fields.push_back(nullptr);
   if (imkindex(t->db, isam_name.c_str(), fields.data()) != 1) {
     if (isam_errno == kIsamIndexExists) return DBI_E_TABERR;
-    return isam_error("imkindex", t.get());
+    return ISAM_ERROR("imkindex", t.get());
   }
   rc = refresh_table(t.get());
   if (rc != RC_OK || !primary) return rc;

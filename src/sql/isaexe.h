@@ -116,6 +116,8 @@ class Scan {
  private:
   int32_t start();
   int32_t read_current();
+  // DBI_E_DAMAGED when a field of the row in fields_ is longer than its column.
+  int32_t check_row();
   // The row test of ifindwhere: 0 skip, 1 take, 2 past the key range.
   static int judge(void* self, const char* const* fields);
 

@@ -55,11 +55,9 @@ bool is_sort_index_name(const char* name) {
 
 namespace {
 
-int32_t isam_fail(const char* what, const char* file) {
-  KYT_TRACE(kModule, kTopic, 1, "%s %s failed isam_errno=%d (%s)", what, file, isam_errno,
-            isam_strerror(isam_errno));
-  return RC_INTERNAL_ERROR;
-}
+// A failed ISAM step on a table file: its status (DBI_E_LOCKED for a table another process
+// holds, ...), traced and noted as the statement's cause at the calling line.
+#define isam_fail(what, file) KYT_ISAMFAIL(what, file)
 
 // Builds the handle of a freshly opened table file.
 int32_t describe(TabHandle* t) {

@@ -336,7 +336,7 @@ int32_t field_to_host(const COLDESC& c, const char* field, int32_t type, void* a
       return RC_OK;
     }
     std::string plain;
-    if (!field_plain_text(c, field, &plain)) return RC_INTERNAL_ERROR;
+    if (!field_plain_text(c, field, &plain)) return DBI_E_DAMAGED;
     put_text(static_cast<char*>(addr), text_cap, plain);
     return RC_OK;
   }
@@ -348,9 +348,9 @@ int32_t field_to_host(const COLDESC& c, const char* field, int32_t type, void* a
     if (c.type == kTypeChar) return DBI_E_VALUE;  // no number in an empty text
   } else if (c.type == kTypeFloat || (c.type == kTypeChar && looks_floating(t))) {
     floating = true;
-    if (!read_floating(t, &f)) return c.type == kTypeChar ? DBI_E_VALUE : RC_INTERNAL_ERROR;
+    if (!read_floating(t, &f)) return c.type == kTypeChar ? DBI_E_VALUE : DBI_E_DAMAGED;
   } else if (!read_integer(t, &i)) {
-    return c.type == kTypeChar ? DBI_E_VALUE : RC_INTERNAL_ERROR;
+    return c.type == kTypeChar ? DBI_E_VALUE : DBI_E_DAMAGED;
   }
   if (type == kTypeFloat) {
     double d = floating ? f : static_cast<double>(i);

@@ -71,7 +71,7 @@ bool field_plain_text(const COLDESC& c, const char* field, std::string* out);
 
 // Writes a stored field into a host variable of type 1 (text, at most `text_cap` bytes with
 // its zero byte), 2, 4 or 8. Null writes the empty text or zero. 0, DBI_E_VALUE (does not
-// fit the variable), or RC_INTERNAL_ERROR (a damaged field).
+// fit the variable), or DBI_E_DAMAGED (a numeric column's field that holds no number).
 int32_t field_to_host(const COLDESC& c, const char* field, int32_t type, void* addr,
                       int32_t text_cap);
 

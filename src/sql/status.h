@@ -41,6 +41,17 @@ constexpr int32_t DBI_E_CATALOGUE = 256098;        // INSERT, UPDATE or DELETE o
 constexpr int32_t DBI_E_TRANSERR = 256114;         // transaction error (one is open already)
 constexpr int32_t DBI_W_END_FETCH = 256180;        // no further row
 
+// What a table's files say, not a fault of the program: an operator can act on these, and
+// they get no severe-error report.
+constexpr int32_t DBI_E_LOCKED = 256120;        // another process holds the table
+constexpr int32_t DBI_E_KEY_TOO_LONG = 256121;  // a key longer than an index can hold (the
+                                                // key columns' texts together over about
+                                                // 8150 bytes)
+constexpr int32_t DBI_E_DAMAGED = 256122;       // a table file is damaged: a stored field
+                                                // longer than its column or not a number of
+                                                // its type, a record or index entry that
+                                                // cannot be read (kytadm check tells more)
+
 // Statement interface parser. Each refusal has its own code; 24201007 and 24201012 to
 // 24201019 are not used.
 constexpr int32_t LPDBI_E_SYNTAX = 24201001;            // syntax error

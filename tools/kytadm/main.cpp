@@ -58,8 +58,11 @@ const Subcommand kSubcommands[] = {
      "  DATABASE   a database to check, named by its data file (dir/KT.DB) or without the\n"
      "             suffix; without any, every database of the DB directory is checked\n"
      "\n"
-     "Prints one line per database, \"NAME: ok\" or the problems found (at most 20 each).\n"
-     "Exit status: 0 all sound; 1 a problem found or a database that cannot be read;\n"
+     "Prints one line per database, \"NAME: ok\" or the problems found (at most 20 each);\n"
+     "a database another process holds is not checked (\"NAME: table locked by another\n"
+     "process, not checked\").\n"
+     "Exit status: 0 all sound; 1 a problem found, a database that cannot be read or one\n"
+     "locked by another process;\n"
      "2 wrong arguments or no DB directory.\n",
      run_check},
     {"sql", "sql [-e FILE] [--create] [STATEMENT...]",
@@ -181,6 +184,10 @@ int run_check(const std::vector<std::string>& args) {
       continue;
     }
     sound = false;
+    if (kyt::isam_errno == kyt::kIsamLocked) {
+      std::printf("%s: %s, not checked\n", db.c_str(), kyt::sql_status_text(kyt::DBI_E_LOCKED));
+      continue;
+    }
     std::printf("%s: damaged\n", db.c_str());
     for (size_t i = 0; i < problems.size() && i < kMaxProblems; ++i) {
       std::printf("  %s\n", problems[i].c_str());
