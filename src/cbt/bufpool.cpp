@@ -1,6 +1,7 @@
 // bufpool: block I/O, the LRU buffer pool with its block index, the registries, and the
 // file-level operations of the B-tree layer.
 #include "cbt/bufpool.h"
+#include "cbt/node.h"
 
 #include <cstdlib>
 #include <memory>
@@ -214,12 +215,17 @@ void forget_block(Pool* p, Buf* b) {
   b->checked = false;
 }
 
-void note_written(BFile* f, int64_t blk, bool sound) {
+// Never fails: without memory for the note, the block is merely checked when read back.
+void note_written(BFile* f, int64_t blk, bool sound) noexcept {
   std::vector<uint8_t>& w = f->written_sound;
   const size_t i = static_cast<size_t>(blk);
   if (i >= w.size()) {
     if (!sound) return;
-    w.resize(i + 1 + i / 4);
+    try {
+      w.resize(i + 1 + i / 4);
+    } catch (const std::bad_alloc&) {
+      return;
+    }
   }
   w[i] = sound ? 1 : 0;
 }
@@ -477,15 +483,19 @@ int flush_bfile(BFile* bf) {
   if (p == nullptr) return -1;
   int rc = 1;
   bp_errno = 0;
-  // Changed buffers were mostly used last: they are looked for from the most recently used
-  // end, and written from the least recently used one.
-  std::vector<Buf*> dirty;
-  dirty.reserve(static_cast<size_t>(bf->dirty_bufs));
-  for (Buf* b = p->last; b != nullptr && static_cast<int>(dirty.size()) < bf->dirty_bufs; b = b->prev) {
-    if (b->file == bf && b->dirty) dirty.push_back(b);
+  // Changed buffers were mostly used last: the walk back from the most recently used end
+  // stops at the oldest of them, and they are written from there on, oldest first. (No
+  // list is made: a flush must not fail for want of memory.)
+  Buf* from = nullptr;
+  int seen = 0;
+  for (Buf* b = p->last; b != nullptr && seen < bf->dirty_bufs; b = b->prev) {
+    if (b->file == bf && b->dirty) {
+      ++seen;
+      from = b;
+    }
   }
-  for (auto it = dirty.rbegin(); it != dirty.rend(); ++it) {
-    Buf* b = *it;
+  for (Buf* b = from; b != nullptr; b = b->next) {
+    if (b->file != bf || !b->dirty) continue;
     if (write_buf(b) != 1) {  // it stays dirty and counted
       BP_TRACE("flush_bfile : writeblk failed");
       bp_errno = 4;
@@ -865,7 +875,12 @@ TreeFile* find_tree(const char* name) {
 TreeFile* make_tree(const char* name) {
   TreeFile* t = new (std::nothrow) TreeFile;
   if (t == nullptr) return nullptr;
-  t->name = name;
+  try {
+    t->name = name;
+  } catch (const std::bad_alloc&) {
+    delete t;
+    return nullptr;
+  }
   t->next = st().trees;
   st().trees = t;
   return t;
@@ -914,7 +929,8 @@ int cbinit(int n, int size) {
   if (n < 4) n = 4;
   if (size < 32) size = 8192;
   Pool* p = make_pool(size, n);
-  if (p == nullptr) {
+  if (p == nullptr || !entry_list_reserve(size)) {
+    if (p != nullptr) free_pool(p);
     set_err(kCbErrMemory, 4);
     return -1;
   }

@@ -384,10 +384,27 @@ int nd_size(const uint8_t* p, int a, int b) {
   return s;
 }
 
-EntrySrc* entry_list(int n) {
+namespace {
+std::vector<EntrySrc>& entry_room() {
   static std::vector<EntrySrc> list;
-  if (static_cast<int>(list.size()) < n) list.resize(static_cast<size_t>(n));
-  return list.data();
+  return list;
+}
+}  // namespace
+
+bool entry_list_reserve(int bufsize) {
+  // A node of B bytes holds fewer than B / kLeafSlot entries; a merge lists two and one more.
+  const size_t n = 2 * (static_cast<size_t>(bufsize) / kLeafSlot + 1) + 1;
+  try {
+    if (entry_room().size() < n) entry_room().resize(n);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+EntrySrc* entry_list(int n) {
+  (void)n;  // within what entry_list_reserve made room for
+  return entry_room().data();
 }
 
 bool nd_build(CbCompare cmp, uint8_t* p, int B, const EntrySrc* list, int n) {
@@ -434,12 +451,17 @@ bool nd_build(CbCompare cmp, uint8_t* p, int B, const EntrySrc* list, int n) {
 
 // ---- pinned nodes ----
 
-void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p) {
+void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p) noexcept {
   const int B = static_cast<int>(tf->blksize);
   if (B > 0xFFFF) return;
   if (blk >= tf->fill.size()) {
     if (blk > tf->last_blk) return;
-    tf->fill.resize(static_cast<size_t>(tf->last_blk) + 1 + tf->last_blk / 4);
+    // The table only saves reads: without memory for it, the block's fill stays unknown.
+    try {
+      tf->fill.resize(static_cast<size_t>(tf->last_blk) + 1 + tf->last_blk / 4);
+    } catch (const std::bad_alloc&) {
+      return;
+    }
   }
   const int n = nd_count(p);
   tf->fill[blk] = NodeFill{static_cast<uint16_t>(nd_used(p, B)),

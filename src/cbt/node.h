@@ -78,7 +78,7 @@ struct Tree {
 };
 
 // Notes the fill of node `p` (block `blk`) in the file's table.
-void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p);
+void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p) noexcept;
 
 // A pinned block, given back when the object goes: put back deferred when marked dirty,
 // else released unchanged.
@@ -155,7 +155,9 @@ struct EntrySrc {
   int32_t data;
   uint32_t child;
 };
-// Room for the entries of one node, reused by every call (grows once per process).
+// Room for the entries of two nodes, reused by every call: made by cbinit for its buffer
+// size (false when memory is short), so that no change of a tree waits on an allocation.
+bool entry_list_reserve(int bufsize);
 EntrySrc* entry_list(int n);
 // Rewrites the entries of node p (low, left, right kept) from `list`; adjacent equal keys
 // share bytes. False, with p unchanged, when they do not fit. Keys may point into p.

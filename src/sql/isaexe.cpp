@@ -288,8 +288,9 @@ int32_t add_row(TabHandle* t, const char* const* fields) {
     if (rc == 2) return DBI_E_NO_DUP;
     if (rc != 3) return ISAM_ERROR("ifindkey", t);
   }
+  Undo undo = undo_row(t, true, fields);
   if (iaddrec(t->db, t->primary, fields) != 1) return ISAM_ERROR("iaddrec", t);
-  log_row(t, true, fields);
+  log_undo(t, std::move(undo));
   return RC_OK;
 }
 
@@ -529,8 +530,9 @@ int32_t Scan::next() {
 int32_t Scan::delete_current() {
   int32_t r = reclaim(this, t_, index_, pos_, save_rc_);
   if (r != RC_OK) return r;
+  Undo undo = undo_row(t_, false, fields_.data());
   if (idelrec(t_->db, index_) != 1) return ISAM_ERROR("idelrec", t_);
-  log_row(t_, false, fields_.data());
+  log_undo(t_, std::move(undo));
   return RC_OK;
 }
 
@@ -611,8 +613,9 @@ int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where) {
     claim_indexes(t, nullptr);
     f.pos.pending = false;
     if (irestorepos(t->db, scan.index(), &f.pos) != 1) return frame.finish(ISAM_ERROR("irestorepos", t));
+    Undo undo = undo_row(t, false, old.data());
     if (idelrec(t->db, scan.index()) != 1) return frame.finish(ISAM_ERROR("idelrec", t));
-    log_row(t, false, old.data());
+    log_undo(t, std::move(undo));
     rc = add_row(t, nrow.fields.data());
     if (rc != RC_OK) return frame.finish(rc);
   }
@@ -659,8 +662,9 @@ int32_t create_files(const TABDESC& d, const std::string& file, bool with_primar
   std::vector<const char*> fields;
   for (const COLDESC& c : d.cols) fields.push_back(c.s_colname);
   fields.push_back(nullptr);
+  Undo undo = undo_table(d.ts, file, true);
   if (icreate_db(file.c_str(), fields.data()) != 1) return KYT_ISAMFAIL("icreate_db", file);
-  log_table(d.ts, file, true);
+  log_undo(nullptr, std::move(undo));
   if (!with_primary || d.key_size == 0) return RC_OK;
   std::vector<const char*> keys(static_cast<size_t>(d.n_cols), nullptr);
   int k = 0;
@@ -787,8 +791,9 @@ int32_t drop_table(const TABSPEC& given) {
     rc = run_immediate(text);
     if (rc != OK_STATE) return rc;
   }
+  Undo undo = undo_table(ts, file, false);
   drop_tab_desc(ts.s_tabname);
-  log_table(ts, file, false);
+  log_undo(nullptr, std::move(undo));
   return OK_STATE;
 }
 

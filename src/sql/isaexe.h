@@ -170,8 +170,22 @@ class StmtFrame {
 };
 
 // Internal to the executor: the undo log and the open tables.
-void log_row(TabHandle* t, bool inserted, const char* const* fields);
-void log_table(const TABSPEC& ts, const std::string& file, bool created);
+//
+// A change is logged in two steps, so that no change can ever be left out of the log: the
+// record is made before the change (undo_row, undo_table: these allocate, and may fail for
+// memory while nothing is changed yet), and put into the log after it (log_undo, which
+// allocates nothing and cannot fail).
+struct Undo {
+  enum Kind { kInserted, kDeleted, kCreated, kDropped } kind;
+  TABSPEC ts;
+  std::string file;       // kCreated, kDropped: the table's file
+  std::string row;        // kInserted, kDeleted: the fields, each ended by a zero byte
+  std::string hold_name;  // the table's name when the transaction does not hold it yet
+};
+Undo undo_row(TabHandle* t, bool inserted, const char* const* fields);
+Undo undo_table(const TABSPEC& ts, const std::string& file, bool created);
+// `t`: the table changed (a row change), or null.
+void log_undo(TabHandle* t, Undo&& u) noexcept;
 bool close_for_drop(const char* name);
 bool is_sort_index_name(const char* name);
 int32_t refresh_table(TabHandle* t);

@@ -17,13 +17,6 @@ constexpr const char* kModule = "KYTEXE";
 constexpr const char* kTopic = "s";
 
 // One logged change. Rows are kept as their field texts, each with its zero byte.
-struct Undo {
-  enum Kind { kInserted, kDeleted, kCreated, kDropped } kind;
-  TABSPEC ts;
-  std::string file;  // kCreated, kDropped: the table's file
-  std::string row;   // kInserted, kDeleted
-};
-
 struct State {
   std::string dbname;  // Ep_dbname
   bool open = false;
@@ -106,11 +99,11 @@ int32_t close_handle(TabHandle* t) {
   return rc;
 }
 
-void hold(TabHandle* t) {
-  if (t->in_trans) return;
-  t->in_trans = true;
-  ++t->users;
-  st().held.push_back(t->name);
+// Room for one more element, growing geometrically, so that the push_back that follows
+// allocates nothing.
+template <typename T>
+void make_room(std::vector<T>* v) {
+  if (v->size() == v->capacity()) v->reserve(v->capacity() * 2 + 16);
 }
 
 std::string pack_row(const char* const* fields, int n) {
@@ -235,14 +228,30 @@ int32_t finish_log() {
 
 // --- logging, used by the statements of isaexe.cpp -------------------------------------------
 
-void log_row(TabHandle* t, bool inserted, const char* const* fields) {
-  hold(t);
-  st().log.push_back(Undo{inserted ? Undo::kInserted : Undo::kDeleted, t->td->ts, std::string(),
-                          pack_row(fields, t->td->n_cols)});
+Undo undo_row(TabHandle* t, bool inserted, const char* const* fields) {
+  Undo u{inserted ? Undo::kInserted : Undo::kDeleted, t->td->ts, std::string(),
+         pack_row(fields, t->td->n_cols), t->in_trans ? std::string() : t->name};
+  State& s = st();
+  make_room(&s.log);
+  if (!t->in_trans) make_room(&s.held);
+  return u;
 }
 
-void log_table(const TABSPEC& ts, const std::string& file, bool created) {
-  st().log.push_back(Undo{created ? Undo::kCreated : Undo::kDropped, ts, file, std::string()});
+Undo undo_table(const TABSPEC& ts, const std::string& file, bool created) {
+  Undo u{created ? Undo::kCreated : Undo::kDropped, ts, file, std::string(), std::string()};
+  make_room(&st().log);
+  return u;
+}
+
+void log_undo(TabHandle* t, Undo&& u) noexcept {
+  State& s = st();
+  if (t != nullptr && !t->in_trans) {
+    // The transaction holds a use of the table until it ends.
+    t->in_trans = true;
+    ++t->users;
+    s.held.push_back(std::move(u.hold_name));
+  }
+  s.log.push_back(std::move(u));
 }
 
 // Closes a table that is about to be dropped; false when a cursor still uses it.
