@@ -495,6 +495,17 @@ TEST_F(TabmodTest, FailuresAreTracedWithTheModulesTexts) {
   std::strcpy(bad.dtcreated, "yesterday");
   EXPECT_EQ(insKTelem(&bad), DBI_E_VALUE);
   EXPECT_EQ(getKTelemByCn(6, &got), RPDSQL_NOT_FOUND);
+  // Members without their zero byte are read no further than the member: a text is cut to
+  // the column, a date-time text is refused.
+  kyt_kt_elem full = kt;
+  full.cn = 9;
+  std::memset(full.xidheld, 'x', sizeof full.xidheld);
+  ASSERT_EQ(insKTelem(&full), 0);
+  ASSERT_EQ(getKTelemByCn(9, &got), 0);
+  EXPECT_EQ(std::string(got.xidheld), std::string(sizeof got.xidheld - 1, 'x'));
+  full.cn = 10;
+  std::memset(full.dtcreated, '2', sizeof full.dtcreated);
+  EXPECT_EQ(insKTelem(&full), DBI_E_VALUE);
   // The statement pool gives out: every change fails cleanly with its text.
   stmt_pool().set_limit(1);
   kt.cn = 8;

@@ -408,11 +408,7 @@ int32_t list(Tab t, const char* fn, const char* cursor, const char* where, const
       rc = rpdsql_run(fetch, v.span());
       if (rc == OK_STATE) rc = convert_dt(t, v, e);
       if (rc != OK_STATE) {
-        if (rc == RPDSQL_NOT_FOUND) {
-          std::free(e);
-        } else {
-          next_of(t, last) = e;  // partly filled; the chain stays as far as it was built
-        }
+        std::free(e);  // no row in it; the chain stays as far as it was built
         break;
       }
       next_of(t, last) = e;
