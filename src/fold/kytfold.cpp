@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "runtime/numtext.h"
 #include "runtime/trace.h"
 #include "runtime/version.h"
 
@@ -167,20 +168,14 @@ class Getopt {
   const char* cluster_ = nullptr;  // rest of the current option cluster
 };
 
-// atoi without its undefined overflow: blanks, sign, leading digits; saturates.
-int32_t to_int(const char* s) {
-  while (*s == ' ' || (*s >= '\t' && *s <= '\r')) ++s;
-  bool neg = false;
-  if (*s == '+' || *s == '-') neg = (*s++ == '-');
+// The fold width as atoi reads it (blanks, a sign, the leading digits, 0 when there are
+// none), but a number beyond 32 bits is reported, not wrapped or clipped into a width.
+bool to_int(const char* s, int32_t* out) {
   int64_t v = 0;
-  while (*s >= '0' && *s <= '9') {
-    if (v < 0x80000000LL) v = v * 10 + (*s - '0');
-    ++s;
-  }
-  if (neg) v = -v;
-  if (v > 0x7FFFFFFF) v = 0x7FFFFFFF;
-  if (v < -0x7FFFFFFFLL - 1) v = -0x7FFFFFFFLL - 1;
-  return static_cast<int32_t>(v);
+  size_t used = 0;
+  const NumText r = parse_int(s, INT32_MIN, INT32_MAX, &v, NumSyntax{true, true}, &used);
+  *out = r == NumText::kOk ? static_cast<int32_t>(v) : 0;
+  return r != NumText::kOutOfRange;
 }
 
 // Copies a name into its field; false when it does not fit.
@@ -303,7 +298,11 @@ int ProcessCmdLine(int argc, char** argv, FoldArgs* args) {
         args->variable = 1;
         break;
       case 'w':
-        args->width = to_int(opts.optarg);
+        // Out of range leaves no width, as a text without digits does: a usage error for
+        // fixed records, ignored when -v folds variable ones.
+        if (!to_int(opts.optarg, &args->width)) {
+          FOLD_TRACE(1, "fold width %s out of range\n", opts.optarg);
+        }
         break;
       default:
         break;

@@ -22,6 +22,15 @@ run -w abc -i a -o b
 check "-w abc: exit" 1 "$rc"
 run -w 32999 -i a -o b
 check "width beyond the record buffer: exit" 1 "$rc"
+# Widths beyond 32 or 64 bits are refused, never wrapped into a small width (these are 80
+# and 81 modulo 2^32 and 2^64).
+run -w 4294967376 -i a -o b
+check "width beyond 32 bits: exit" 1 "$rc"
+run -w 18446744073709551697 -i a -o b
+check "width beyond 64 bits: exit" 1 "$rc"
+check "width beyond 64 bits: usage" "$usage" "$out"
+run -w -18446744073709551535 -i a -o b
+check "negative width beyond 64 bits: exit" 1 "$rc"
 run '-?'
 check "-?: exit" 5 "$rc"
 check "-?: usage" "$usage" "$out"
@@ -64,6 +73,8 @@ check "fixed empty: empty output" 0 "$(wc -c <out.txt | tr -d ' ')"
 printf 'abc' >f3.dat
 run -w3 -i f3.dat -o out.txt
 check "attached option argument" "6162630d0a" "$(hex out.txt)"
+run -w ' +3rd' -i f3.dat -o out.txt
+check "width read as atoi reads it" "6162630d0a" "$(hex out.txt)"
 run operand -w 3 -i f3.dat -o out.txt
 check "operand before options: exit" 0 "$rc"
 check "operand before options: folded" "6162630d0a" "$(hex out.txt)"
