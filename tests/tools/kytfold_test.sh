@@ -112,6 +112,46 @@ run -v -i over.dat -o out.txt
 check "record beyond the buffer: exit" 4 "$rc"
 check "record beyond the buffer: message" "format missmatch iRead=0 iRecLen=32999" "$out"
 
+# --- read and write failures, input as output ---------------------------------------------
+exists() { [ -e "$1" ] && echo yes || echo no; }
+mkdir adir
+run -w 80 -i adir -o out.txt
+check "input is a directory: exit" 2 "$rc"
+check "input is a directory: no output" no "$(exists out.txt)"
+run -v -i adir -o out.txt
+check "input is a directory, variable: exit" 2 "$rc"
+check "input is a directory, variable: no output" no "$(exists out.txt)"
+printf 'abcdef' >same.dat
+ln same.dat hard.dat
+for o in same.dat ./same.dat hard.dat; do
+  run -w 3 -i same.dat -o "$o"
+  check "output $o is the input: exit" 3 "$rc"
+  check "output $o is the input: input kept" "616263646566" "$(hex same.dat)"
+done
+if ln -s same.dat sym.dat 2>/dev/null; then
+  run -w 3 -i sym.dat -o same.dat
+  check "input a symbolic link to the output: exit" 3 "$rc"
+  check "input a symbolic link to the output: input kept" "616263646566" "$(hex same.dat)"
+fi
+run -w 3 -i same.dat -o other.dat
+check "a different output: exit" 0 "$rc"
+if [ -z "$RUNNER" ]; then  # devices and file size limits of the Linux host
+  if [ -w /dev/full ]; then
+    run -w 3 -i same.dat -o /dev/full
+    check "output /dev/full: exit" 3 "$rc"
+  fi
+  # A file size limit fails the write as a full disk does (EFBIG, the signal ignored).
+  head -c 200000 /dev/zero >big.dat
+  (trap '' XFSZ; ulimit -f 64; "$COMMAND" -w 80 -i big.dat -o out.txt >/dev/null 2>&1)
+  check "write failure: exit" 3 "$?"
+  check "write failure: partial output removed" no "$(exists out.txt)"
+  { printf '\x00\x52'; head -c 80 /dev/zero; } >v4096.dat
+  for i in $(seq 1 12); do cat v4096.dat v4096.dat >v2.tmp && mv v2.tmp v4096.dat; done  # 4096 records
+  (trap '' XFSZ; ulimit -f 64; "$COMMAND" -v -i v4096.dat -o out.txt >/dev/null 2>&1)
+  check "write failure, variable: exit" 3 "$?"
+  check "write failure, variable: partial output removed" no "$(exists out.txt)"
+fi
+
 # --- trace --------------------------------------------------------------------------------
 rm -f diag.log
 run -w 80 -i f160.dat -o out.txt
