@@ -1,5 +1,6 @@
 // Feeds arbitrary bytes to the variable-record fold, split into reads at the places the
-// first input byte chooses: no crash, no read or write outside its buffers.
+// first input byte chooses, which also chooses whether the output fills up (a full disk):
+// no crash, no read or write outside its buffers, nothing written after a failed write.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -30,11 +31,24 @@ class BytesSource : public kyt::fold::Source {
 
 class CountingSink : public kyt::fold::Sink {
  public:
-  void put(const void* buf, size_t n) override {
+  explicit CountingSink(size_t room) : room_(room) {}
+  bool put(const void* buf, size_t n) override {
+    if (failed) __builtin_trap();  // written to after a failure
+    if (n > room_ - written) {
+      failed = true;
+      return false;
+    }
+    written += n;
     const unsigned char* p = static_cast<const unsigned char*>(buf);
     for (size_t i = 0; i < n; ++i) sum += p[i];
+    return true;
   }
   uint64_t sum = 0;
+  size_t written = 0;
+  bool failed = false;
+
+ private:
+  size_t room_;
 };
 
 }  // namespace
@@ -43,9 +57,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const size_t step = static_cast<size_t>(data[0]) * 7 + 1;
   BytesSource src(data + 1, size - 1, step);
-  CountingSink sink;
+  CountingSink sink((data[0] & 1) != 0 ? step * 31 : SIZE_MAX);
   kyt::fold::Mismatch m;
   int rc = kyt::fold::fold_variable_stream(src, sink, &m);
-  if (rc != kyt::fold::kOk && rc != kyt::fold::kMismatch) __builtin_trap();
+  if (rc == kyt::fold::kNoOutput ? !sink.failed
+                                 : rc != kyt::fold::kOk && rc != kyt::fold::kMismatch) {
+    __builtin_trap();
+  }
   return 0;
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "runtime/numtext.h"
 #include "runtime/trace.h"
 #include "runtime/version.h"
 
@@ -22,7 +23,8 @@ constexpr size_t kIoBuffer = 4 << 20;  // bytes per read or write call: few syst
 #define FOLD_TRACE(level, ...) KYT_TRACE(kModule, kTopic, level, __VA_ARGS__)
 
 // Reads with the semantics of fread(dst, 1, n) and feof over a large buffer: a read that
-// gets fewer bytes than asked sets the end-of-file indicator, which then stays set.
+// gets fewer bytes than asked sets the end-of-file indicator, which then stays set. A failing
+// source sets it too, and the error indicator beside it.
 class RecordReader {
  public:
   explicit RecordReader(Source& src) : src_(src), buf_(new unsigned char[kIoBuffer]) {}
@@ -49,12 +51,14 @@ class RecordReader {
   }
 
   bool eof() const { return eof_; }
+  bool error() const { return error_; }
 
  private:
   bool refill() {
     int64_t r = src_.fill(buf_.get(), kIoBuffer);
     pos_ = 0;
     len_ = r > 0 ? static_cast<size_t>(r) : 0;
+    if (r < 0) error_ = true;
     if (len_ == 0) eof_ = true;
     return len_ > 0;
   }
@@ -64,29 +68,36 @@ class RecordReader {
   size_t pos_ = 0;  // next unread byte of buf_
   size_t len_ = 0;  // valid bytes in buf_
   bool eof_ = false;
+  bool error_ = false;
 };
 
-// Collects whole output records and hands them on in large writes.
+// Collects whole output records and hands them on in large writes. After a failed write
+// nothing more is written: the caller learns it from reserve or flush and stops. Records
+// still collected when a fold ends early (a mismatch) are written as the record-by-record
+// command wrote them, which matters for an output that is a pipe.
 class RecordWriter {
  public:
   explicit RecordWriter(Sink& sink) : sink_(sink), buf_(new unsigned char[kIoBuffer]) {}
   ~RecordWriter() { flush(); }
 
-  // Room for one record of up to kRecordBuffer bytes.
+  // Room for one record of up to kRecordBuffer bytes; nullptr once a write has failed.
   unsigned char* reserve() {
-    if (kIoBuffer - used_ < kRecordBuffer) flush();
+    if (kIoBuffer - used_ < kRecordBuffer && !flush()) return nullptr;
     return buf_.get() + used_;
   }
   void commit(size_t n) { used_ += n; }
-  void flush() {
-    if (used_ > 0) sink_.put(buf_.get(), used_);
+  // Writes what is collected; false when this or an earlier write failed.
+  bool flush() {
+    if (!failed_ && used_ > 0 && !sink_.put(buf_.get(), used_)) failed_ = true;
     used_ = 0;
+    return !failed_;
   }
 
  private:
   Sink& sink_;
   std::unique_ptr<unsigned char[]> buf_;
   size_t used_ = 0;
+  bool failed_ = false;
 };
 
 class FileSource : public Source {
@@ -101,7 +112,9 @@ class FileSource : public Source {
 class FileSink : public Sink {
  public:
   explicit FileSink(platform::File& f) : f_(f) {}
-  void put(const void* buf, size_t n) override { f_.write(buf, n); }
+  bool put(const void* buf, size_t n) override {
+    return f_.write(buf, n) == static_cast<int64_t>(n);
+  }
 
  private:
   platform::File& f_;
@@ -167,20 +180,14 @@ class Getopt {
   const char* cluster_ = nullptr;  // rest of the current option cluster
 };
 
-// atoi without its undefined overflow: blanks, sign, leading digits; saturates.
-int32_t to_int(const char* s) {
-  while (*s == ' ' || (*s >= '\t' && *s <= '\r')) ++s;
-  bool neg = false;
-  if (*s == '+' || *s == '-') neg = (*s++ == '-');
+// The fold width as atoi reads it (blanks, a sign, the leading digits, 0 when there are
+// none), but a number beyond 32 bits is reported, not wrapped or clipped into a width.
+bool to_int(const char* s, int32_t* out) {
   int64_t v = 0;
-  while (*s >= '0' && *s <= '9') {
-    if (v < 0x80000000LL) v = v * 10 + (*s - '0');
-    ++s;
-  }
-  if (neg) v = -v;
-  if (v > 0x7FFFFFFF) v = 0x7FFFFFFF;
-  if (v < -0x7FFFFFFFLL - 1) v = -0x7FFFFFFFLL - 1;
-  return static_cast<int32_t>(v);
+  size_t used = 0;
+  const NumText r = parse_int(s, INT32_MIN, INT32_MAX, &v, NumSyntax{true, true}, &used);
+  *out = r == NumText::kOk ? static_cast<int32_t>(v) : 0;
+  return r != NumText::kOutOfRange;
 }
 
 // Copies a name into its field; false when it does not fit.
@@ -202,12 +209,32 @@ int open_files(const FoldArgs& args, OpenFiles* files) {
     FOLD_TRACE(1, "can't open input file %s\n", args.input);
     return kNoInput;
   }
+  // Creating the output empties it: when it is the input, nothing could be read any more.
+  if (platform::same_file(args.input, args.output)) {
+    files->in.close();
+    FOLD_TRACE(1, "input file %s is output file %s\n", args.input, args.output);
+    return kNoOutput;
+  }
   if (!files->out.open(args.output, platform::OpenMode::kCreate)) {
     files->in.close();
     FOLD_TRACE(1, "can't open output file %s\n", args.output);
     return kNoOutput;
   }
   return kOk;
+}
+
+// Ends a fold that opened both files: closes them (a failed close of the output is a failed
+// write) and, when the fold failed, removes the output, so that no partial output is mistaken
+// for a whole one. Only a regular file is removed: a device or pipe named as output
+// (/dev/stdout, a FIFO) is left alone. The file is closed first, as Windows cannot delete an
+// open file.
+int finish(const FoldArgs& args, OpenFiles* files, int rc) {
+  files->in.close();
+  if (!files->out.close() && rc == kOk) rc = kNoOutput;
+  if (rc == kNoInput) FOLD_TRACE(1, "can't read input file %s\n", args.input);
+  if (rc == kNoOutput) FOLD_TRACE(1, "can't write output file %s\n", args.output);
+  if (rc != kOk && platform::is_regular_file(args.output)) platform::remove_file(args.output);
+  return rc;
 }
 
 }  // namespace
@@ -219,13 +246,15 @@ int fold_fixed_stream(Source& in, Sink& out, int32_t width) {
   RecordWriter writer(out);
   for (;;) {
     unsigned char* rec = writer.reserve();
+    if (rec == nullptr) return kNoOutput;
     size_t k = reader.read(rec, n);
     if (reader.eof()) break;  // a short last record is read and dropped
     rec[k] = 0x0D;
     rec[k + 1] = 0x0A;
     writer.commit(k + 2);
   }
-  return kOk;
+  if (reader.error()) return kNoInput;
+  return writer.flush() ? kOk : kNoOutput;
 }
 
 int fold_variable_stream(Source& in, Sink& out, Mismatch* mismatch) {
@@ -245,8 +274,10 @@ int fold_variable_stream(Source& in, Sink& out, Mismatch* mismatch) {
       return kMismatch;
     }
     unsigned char* rec = writer.reserve();
+    if (rec == nullptr) return kNoOutput;
     iRead = reader.read(rec, iRecLen);
     if (iRead != iRecLen) {
+      if (reader.error()) return kNoInput;  // not the file's format: the file could not be read
       *mismatch = {false, static_cast<int32_t>(iRead), iRecLen};
       return kMismatch;
     }
@@ -255,7 +286,8 @@ int fold_variable_stream(Source& in, Sink& out, Mismatch* mismatch) {
     writer.commit(iRead + 2);
     iRead = reader.read(word, 2);
   }
-  return kOk;
+  if (reader.error()) return kNoInput;
+  return writer.flush() ? kOk : kNoOutput;
 }
 
 void PrintUsage() {
@@ -303,7 +335,11 @@ int ProcessCmdLine(int argc, char** argv, FoldArgs* args) {
         args->variable = 1;
         break;
       case 'w':
-        args->width = to_int(opts.optarg);
+        // Out of range leaves no width, as a text without digits does: a usage error for
+        // fixed records, ignored when -v folds variable ones.
+        if (!to_int(opts.optarg, &args->width)) {
+          FOLD_TRACE(1, "fold width %s out of range\n", opts.optarg);
+        }
         break;
       default:
         break;
@@ -325,7 +361,7 @@ int FoldFixed(const FoldArgs& args) {
   if (rc != kOk) return rc;
   FileSource src(files.in);
   FileSink sink(files.out);
-  return fold_fixed_stream(src, sink, args.width);
+  return finish(args, &files, fold_fixed_stream(src, sink, args.width));
 }
 
 int FoldVariable(const FoldArgs& args) {
@@ -336,7 +372,7 @@ int FoldVariable(const FoldArgs& args) {
   FileSink sink(files.out);
   Mismatch m;
   rc = fold_variable_stream(src, sink, &m);
-  if (rc != kOk) {
+  if (rc == kMismatch) {
     char text[96];
     if (m.length_word) {
       std::snprintf(text, sizeof text, "format missmatch iRead=%d for read uRecLen\n", m.iRead);
@@ -347,13 +383,8 @@ int FoldVariable(const FoldArgs& args) {
     FOLD_TRACE(1, "%s", text);
     std::fputs(text, stdout);
     std::fflush(stdout);
-    // The records written so far are discarded. Only a regular file is deleted: a device or
-    // pipe named as output (/dev/stdout, a FIFO) is left alone. The file is closed first, as
-    // Windows cannot delete an open file.
-    files.out.close();
-    if (platform::is_regular_file(args.output)) platform::remove_file(args.output);
   }
-  return rc;
+  return finish(args, &files, rc);  // the records written so far are discarded
 }
 
 int kytfold_main(int argc, char** argv) {

@@ -9,6 +9,12 @@
 //
 // The fold is record by record with the semantics of fread/feof (end of file is noticed only
 // by a read that comes up short); the bytes themselves move through large buffers.
+//
+// Failures beyond the format: a read error (an input that is a directory, a device failing)
+// ends the fold with kNoInput, a failed write or close of the output with kNoOutput; either
+// way no output file is left behind. Input and output naming one file (by identity: links,
+// "./x" and "x") are refused with kNoOutput before the output is opened, so that the input is
+// never emptied.
 #ifndef KYT_FOLD_KYTFOLD_H
 #define KYT_FOLD_KYTFOLD_H
 
@@ -24,8 +30,8 @@ constexpr int32_t kMaxRecord = 32998;     // longest record (fold width or data 
 // Exit codes.
 constexpr int kOk = 0;
 constexpr int kUsage = 1;
-constexpr int kNoInput = 2;
-constexpr int kNoOutput = 3;
+constexpr int kNoInput = 2;   // input cannot be opened or read
+constexpr int kNoOutput = 3;  // output cannot be opened, written or closed, or is the input
 constexpr int kMismatch = 4;
 constexpr int kStop = 5;
 
@@ -44,11 +50,11 @@ class Source {
   virtual int64_t fill(void* buf, size_t n) = 0;
 };
 
-// Where the fold writes to. Write failures are not reported, as the command never looked.
+// Where the fold writes to: all n bytes, or false.
 class Sink {
  public:
   virtual ~Sink() = default;
-  virtual void put(const void* buf, size_t n) = 0;
+  virtual bool put(const void* buf, size_t n) = 0;
 };
 
 // What a variable fold found wrong: `length_word` is set when the length word itself came
@@ -59,7 +65,8 @@ struct Mismatch {
   int32_t iRecLen = 0;
 };
 
-// The folds over streams: kOk, or kMismatch with `mismatch` filled (variable only).
+// The folds over streams: kOk, kNoInput when the source failed, kNoOutput when the sink did,
+// or kMismatch with `mismatch` filled (variable only). A failure ends the fold at once.
 int fold_fixed_stream(Source& in, Sink& out, int32_t width);
 int fold_variable_stream(Source& in, Sink& out, Mismatch* mismatch);
 

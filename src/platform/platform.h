@@ -44,8 +44,9 @@ class File {
   // Opens `path`; false on failure (errno / last error as the system left it).
   bool open(const char* path, OpenMode mode);
   bool is_open() const { return handle_ != kNoHandle; }
-  // Closes the file (and so drops its lock); closing a closed file does nothing.
-  void close();
+  // Closes the file (and so drops its lock); closing a closed file does nothing. False when
+  // the system reported a failure (a delayed write error): the handle is gone all the same.
+  bool close();
 
   // Sequential read and write at the current position. read returns the number of bytes
   // read (0 at end of file) or -1; it may return fewer than asked only at end of file or for
@@ -134,6 +135,9 @@ bool file_exists(const char* path);
 bool is_regular_file(const char* path);
 bool is_directory(const char* path);
 int64_t file_size(const char* path);                // -1 when missing
+// Whether both names reach one existing file, by the file's identity (device and inode,
+// volume and file index), whatever links, "." parts or symbolic links lead there.
+bool same_file(const char* a, const char* b);
 bool make_directory(const char* path);              // true also when it exists already
 // A new, empty, private directory below the system's temporary directory.
 std::string make_temp_directory(const char* prefix);

@@ -42,7 +42,7 @@ bool File::open(const char* path, OpenMode mode) {
   return true;
 }
 
-void File::close() {
+bool File::close() {
   if (map_ != nullptr) {
     ::munmap(map_, static_cast<size_t>(map_capacity_));
     map_ = nullptr;
@@ -50,10 +50,11 @@ void File::close() {
   map_capacity_ = map_valid_ = 0;
   map_wanted_ = map_writes_ = false;
   unmapped_reads_ = 0;
-  if (handle_ != kNoHandle) {
-    ::close(static_cast<int>(handle_));
-    handle_ = kNoHandle;
-  }
+  if (handle_ == kNoHandle) return true;
+  // After EINTR Linux has released the descriptor already; only a real failure counts.
+  const bool ok = ::close(static_cast<int>(handle_)) == 0 || errno == EINTR;
+  handle_ = kNoHandle;
+  return ok;
 }
 
 namespace {
@@ -246,6 +247,11 @@ bool is_regular_file(const char* path) {
 bool is_directory(const char* path) {
   struct stat st;
   return ::stat(path, &st) == 0 && S_ISDIR(st.st_mode);
+}
+bool same_file(const char* a, const char* b) {
+  struct stat sa, sb;
+  if (::stat(a, &sa) != 0 || ::stat(b, &sb) != 0) return false;
+  return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 }
 int64_t file_size(const char* path) {
   struct stat st;

@@ -63,11 +63,11 @@ bool File::open(const char* path, OpenMode mode) {
   return true;
 }
 
-void File::close() {
-  if (handle_ != kNoHandle) {
-    CloseHandle(as_handle(handle_));
-    handle_ = kNoHandle;
-  }
+bool File::close() {
+  if (handle_ == kNoHandle) return true;
+  const bool ok = CloseHandle(as_handle(handle_)) != 0;
+  handle_ = kNoHandle;
+  return ok;
 }
 
 int64_t File::read(void* buf, size_t n) {
@@ -189,6 +189,24 @@ bool is_regular_file(const char* path) {
 bool is_directory(const char* path) {
   DWORD a = GetFileAttributesA(path);
   return a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+namespace {
+// The identity of an existing file or directory: volume serial number and file index.
+bool file_identity(const char* path, BY_HANDLE_FILE_INFORMATION* info) {
+  // No access asked for, every sharing allowed: this opens what others hold open too.
+  HANDLE h = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (h == INVALID_HANDLE_VALUE) return false;
+  const bool ok = GetFileInformationByHandle(h, info) != 0;
+  CloseHandle(h);
+  return ok;
+}
+}  // namespace
+bool same_file(const char* a, const char* b) {
+  BY_HANDLE_FILE_INFORMATION ia, ib;
+  if (!file_identity(a, &ia) || !file_identity(b, &ib)) return false;
+  return ia.dwVolumeSerialNumber == ib.dwVolumeSerialNumber &&
+         ia.nFileIndexHigh == ib.nFileIndexHigh && ia.nFileIndexLow == ib.nFileIndexLow;
 }
 int64_t file_size(const char* path) {
   WIN32_FILE_ATTRIBUTE_DATA data;

@@ -13,6 +13,7 @@
 #include <exception>
 #include <utility>
 
+#include "runtime/numtext.h"
 #include "runtime/trace.h"
 
 namespace kyt {
@@ -111,14 +112,17 @@ class Scanner {
   }
 
   // A decimal count of 0 to 32767.
+  // Digits only, no sign or blanks. A held separator is never a digit, so the run ends at
+  // the NUL that stands in for it.
   bool count(int16_t* out) {
-    if (!is_digit(peek())) return false;
-    int32_t v = 0;
-    while (is_digit(peek())) {
-      v = v * 10 + (peek() - '0');
-      if (v > 32767) return false;
-      ++pos_;
+    const char* p = buf_ + pos_;
+    int64_t v = 0;
+    size_t used = 0;
+    if (parse_int({p, std::strlen(p)}, 0, 32767, &v, NumSyntax{false, false}, &used) !=
+        NumText::kOk) {
+      return false;
     }
+    pos_ += used;
     *out = static_cast<int16_t>(v);
     return true;
   }

@@ -1,8 +1,10 @@
 // params: parameter lookup seam with the built-in defaults.
 #include "runtime/params.h"
 
-#include <cstdlib>
+#include <cstdint>
 #include <cstring>
+
+#include "runtime/numtext.h"
 
 namespace kyt {
 
@@ -42,7 +44,13 @@ int param_get(const char* name, std::string* value) {
 long param_get_long(const char* name, long fallback) {
   std::string v;
   if (param_get(name, &v) != 0) return fallback;
-  return std::strtol(v.c_str(), nullptr, 10);
+  // As strtol reads it (blanks, a sign, the leading digits, 0 when there are none), but within
+  // 32 bits on every platform; a value beyond them is refused and the fallback holds.
+  int64_t x = 0;
+  size_t used = 0;
+  if (parse_int(v, INT32_MIN, INT32_MAX, &x, NumSyntax{true, true}, &used) == NumText::kOutOfRange)
+    return fallback;
+  return static_cast<long>(x);
 }
 
 }  // namespace kyt

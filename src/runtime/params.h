@@ -15,7 +15,8 @@ using ParamLookup = int (*)(const char* name, std::string* value);
 void param_set_lookup(ParamLookup lookup);  // nullptr goes back to the built-in defaults
 
 int param_get(const char* name, std::string* value);
-// The value read as a decimal integer; `fallback` when the name is not found.
+// The value read as a decimal integer (0 when it starts with none); `fallback` when the name
+// is not found or the number lies beyond the 32-bit range.
 long param_get_long(const char* name, long fallback);
 
 }  // namespace kyt

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/platform.h"
+#include "runtime/numtext.h"
 #include "runtime/trace.h"
 
 namespace kyt {
@@ -99,17 +100,13 @@ int scan_ints(std::string_view in, const char* format, int* values, int max_valu
     if (f[0] == '%' && f[1] == 'd') {
       ++f;
       if (count == max_values) return count;
-      while (i < in.size() && is_blank(in[i])) ++i;
-      bool negative = false;
-      if (i < in.size() && (in[i] == '+' || in[i] == '-')) negative = in[i++] == '-';
-      if (i >= in.size() || !is_digit(in[i])) return count;
       int64_t v = 0;
-      while (i < in.size() && is_digit(in[i])) {
-        v = v * 10 + (in[i++] - '0');
-        if (v > kIntMax + 1) return count;
+      size_t used = 0;
+      if (parse_int(in.substr(i), kIntMin, kIntMax, &v, NumSyntax{true, true}, &used) !=
+          NumText::kOk) {
+        return count;
       }
-      if (negative) v = -v;
-      if (!fits_int(v)) return count;
+      i += used;
       values[count++] = static_cast<int>(v);
       continue;
     }

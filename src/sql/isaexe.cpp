@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/platform.h"
+#include "runtime/numtext.h"
 #include "runtime/trace.h"
 #include "sql/isadbg.h"
 #include "sql/isapar.h"
@@ -190,7 +191,13 @@ ColBound column_bound(const TABDESC* td, int col, const std::vector<const EXPR*>
   return b;
 }
 
-int64_t sort_number(const char* name) { return std::strtoll(name + 1, nullptr, 10); }
+// The number of a sort index name "S<digits>". A damaged name with a longer run reads as the
+// bound, which leaves room for the next number.
+int64_t sort_number(const char* name) {
+  int64_t v = 0;
+  parse_int(name + 1, 0, INT64_MAX - 1, &v, NumSyntax{false, false});
+  return v;
+}
 
 std::vector<std::string> index_fields(IsamDb* db, IsamIndex* index) {
   std::vector<std::string> out;

@@ -1,7 +1,6 @@
 // isaval: stored fields, conversions and comparisons.
 #include "sql/isaval.h"
 
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +8,7 @@
 #include <utility>
 #include <limits>
 
+#include "runtime/numtext.h"
 #include "sql/status.h"
 
 namespace kyt {
@@ -230,25 +230,13 @@ int32_t field_capacity(const COLDESC& c) {
 }
 
 bool read_integer(std::string_view t, int64_t* v) {
-  size_t p = 0;
-  // Stored fields start with their sign: blanks are looked for only where there is none.
-  if (p < t.size() && t[p] != '+' && t[p] != '-') {
-    while (p < t.size() && std::isspace(static_cast<unsigned char>(t[p]))) ++p;
-  }
-  bool neg = false;
-  if (p < t.size() && (t[p] == '+' || t[p] == '-')) neg = t[p++] == '-';
-  const size_t first = p;
-  uint64_t acc = 0;
-  for (; p < t.size(); ++p) {
-    const unsigned d = static_cast<unsigned char>(t[p]) - unsigned{'0'};
-    if (d > 9) break;
-    // Beyond 2^62 is far beyond any column. Asked before the digit is added, so that acc
-    // never wraps; fewer than 18 digits cannot get there.
-    if (p - first >= 18 && acc > ((uint64_t{1} << 62) - d) / 10) return false;
-    acc = acc * 10 + d;
-  }
-  if (p == first) return false;
-  *v = neg ? -static_cast<int64_t>(acc) : static_cast<int64_t>(acc);
+  // As "%ld" reads: blanks, a sign, the digits; what follows them is not looked at.
+  // Beyond 2^62 is far beyond any column, and refused rather than brought into range.
+  constexpr int64_t kLimit = int64_t{1} << 62;
+  int64_t x = 0;
+  size_t used = 0;
+  if (parse_int(t, -kLimit, kLimit, &x, NumSyntax{true, true}, &used) != NumText::kOk) return false;
+  *v = x;
   return true;
 }
 

@@ -217,7 +217,8 @@ bool Parser::literal(EXPR** out, bool null_ok) {
       e->value.val.s = tok_.text;
       break;
     case kInteger:
-      if (tok_.ival < INT32_MIN || tok_.ival > INT32_MAX) return fail(Refusal::kNumberRange);
+      if (tok_.out_of_range || tok_.ival < INT32_MIN || tok_.ival > INT32_MAX)
+        return fail(Refusal::kNumberRange);
       e = expr_int(pool_, static_cast<int32_t>(tok_.ival));
       if (!memory(e)) return false;
       break;
@@ -374,7 +375,8 @@ bool Parser::create() {
         case kCHARP:
           advance();
           if (!is(kInteger)) return syntax();
-          if (tok_.ival < 1 || tok_.ival > 32767) return fail(Refusal::kNumberRange);
+          if (tok_.out_of_range || tok_.ival < 1 || tok_.ival > 32767)
+            return fail(Refusal::kNumberRange);
           c.type = kTypeChar;
           c.width = static_cast<int16_t>(tok_.ival);
           advance();

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cstring>
 
+#include "runtime/numtext.h"
+
 namespace kyt::sql {
 
 namespace {
@@ -138,15 +140,12 @@ const char* keyword_text(Tok kind) {
 
 void Scanner::number(Token* t, size_t start) {
   size_t n = s_.size();
-  size_t j = start;
-  bool neg = s_[j] == '-';
-  if (neg) ++j;
-  uint64_t v = 0;
-  bool overflow = false;
-  for (; j < n && is_digit(s_[j]); ++j) {
-    if (v > (UINT64_C(1) << 62)) overflow = true;
-    if (!overflow) v = v * 10 + static_cast<uint64_t>(s_[j] - '0');
-  }
+  // The integer part with its minus sign: the whole digit run is read, whatever its length;
+  // beyond the int64 range the value saturates and the token says it is out of range.
+  int64_t iv = 0;
+  size_t used = 0;
+  const NumText read = parse_int(s_.substr(start), INT64_MIN, INT64_MAX, &iv, NumSyntax{}, &used);
+  size_t j = start + used;
   auto exponent_at = [&](size_t k) {
     if (k >= n || (s_[k] != 'e' && s_[k] != 'E')) return size_t{0};
     size_t m = k + 1;
@@ -175,8 +174,8 @@ void Scanner::number(Token* t, size_t start) {
     t->out_of_range = r.ec != std::errc();
   } else {
     t->kind = kInteger;
-    int64_t iv = overflow ? INT64_MAX : static_cast<int64_t>(v);
-    t->ival = neg ? -iv : iv;
+    t->ival = iv;
+    t->out_of_range = read == NumText::kOutOfRange;
   }
   i_ = j;
 }

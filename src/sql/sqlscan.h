@@ -126,7 +126,7 @@ struct Token {
   uint32_t text_len = 0;
   int64_t ival = 0;           // kInteger; saturated beyond the int64 range
   double fval = 0;            // kDecimal
-  bool out_of_range = false;  // kDecimal beyond the double range
+  bool out_of_range = false;  // kInteger beyond the int64 range, kDecimal beyond the double range
 };
 
 class Scanner {

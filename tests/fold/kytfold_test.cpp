@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <random>
 #include <string>
 
@@ -14,9 +15,13 @@ namespace {
 // Hands out its bytes in chunks of varying size, as pipes and short reads do.
 class ChunkSource : public Source {
  public:
-  ChunkSource(std::string bytes, unsigned seed) : bytes_(std::move(bytes)), rng_(seed) {}
+  // fail_at: the first fill that would hand out bytes beyond it fails (-1).
+  ChunkSource(std::string bytes, unsigned seed, size_t fail_at = SIZE_MAX)
+      : bytes_(std::move(bytes)), rng_(seed), fail_at_(fail_at) {}
+  size_t pos() const { return pos_; }
   int64_t fill(void* buf, size_t n) override {
-    size_t left = bytes_.size() - pos_;
+    if (pos_ >= fail_at_) return -1;
+    size_t left = std::min(bytes_.size(), fail_at_) - pos_;
     size_t take = std::min({n, left, static_cast<size_t>(rng_() % 70000 + 1)});
     std::copy_n(bytes_.data() + pos_, take, static_cast<char*>(buf));
     pos_ += take;
@@ -27,12 +32,25 @@ class ChunkSource : public Source {
   std::string bytes_;
   size_t pos_ = 0;
   std::mt19937 rng_;
+  size_t fail_at_;
 };
 
+// Takes up to `room` bytes, as a disk with that much free space; a write beyond it fails
+// whole (the file system's partial write is retried by the platform layer until it fails).
 class StringSink : public Sink {
  public:
-  void put(const void* buf, size_t n) override { out.append(static_cast<const char*>(buf), n); }
+  explicit StringSink(size_t room = SIZE_MAX) : room_(room) {}
+  bool put(const void* buf, size_t n) override {
+    ++puts;
+    if (n > room_ - out.size()) return false;
+    out.append(static_cast<const char*>(buf), n);
+    return true;
+  }
   std::string out;
+  int puts = 0;
+
+ private:
+  size_t room_;
 };
 
 // The fold as the command was first written, one fread per record.
@@ -122,6 +140,42 @@ TEST(Kytfold, VariableMismatchReportsWhatWasRead) {
   EXPECT_EQ(fold_variable_stream(zero, sink, &m), kMismatch);
   EXPECT_EQ(m.iRead, 0);
   EXPECT_EQ(m.iRecLen, 65534);
+}
+
+// A read error once ended the fold as the end of the input did (exit 0, output cut short),
+// and write errors were not looked at. Each now ends the fold at once with its own code.
+TEST(Kytfold, ReadAndWriteFailuresEndTheFold) {
+  std::mt19937 rng(5);
+  const std::string fixed = random_bytes(rng, 12 << 20);  // more than two I/O buffers
+  std::string variable;
+  while (variable.size() < (12u << 20)) variable += std::string("\x00\x52", 2) + fixed.substr(0, 80);
+  for (size_t fail_at : {size_t{0}, size_t{1}, size_t{81}, size_t{5} << 20}) {
+    ChunkSource a(fixed, 1, fail_at);
+    StringSink sa;
+    EXPECT_EQ(fold_fixed_stream(a, sa, 80), kNoInput) << fail_at;
+    ChunkSource b(variable, 1, fail_at);
+    StringSink sb;
+    Mismatch m;
+    EXPECT_EQ(fold_variable_stream(b, sb, &m), kNoInput) << fail_at;
+  }
+  // The last room is one byte short of the whole output: only the final write fails.
+  for (size_t room : {size_t{0}, size_t{100}, size_t{5} << 20, SIZE_MAX}) {
+    ChunkSource a(fixed, 2);
+    StringSink sa(room == SIZE_MAX ? fixed.size() / 80 * 82 - 1 : room);
+    EXPECT_EQ(fold_fixed_stream(a, sa, 80), kNoOutput) << room;
+    ChunkSource b(variable, 2);
+    StringSink sb(room == SIZE_MAX ? variable.size() - 1 : room);
+    Mismatch m;
+    EXPECT_EQ(fold_variable_stream(b, sb, &m), kNoOutput) << room;
+    if (room < (5u << 20)) {  // the first failed write ends the fold: no more reading
+      EXPECT_EQ(sa.puts, 1 + static_cast<int>(sa.out.size() > 0)) << room;
+      EXPECT_LT(a.pos(), fixed.size()) << room;
+      EXPECT_LT(b.pos(), variable.size()) << room;
+    }
+  }
+  ChunkSource whole(fixed, 3);
+  StringSink exact(fixed.size() / 80 * 82);
+  EXPECT_EQ(fold_fixed_stream(whole, exact, 80), kOk);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "testutil.h"
@@ -51,6 +52,33 @@ TEST(Platform, FilesReadAndWriteAtSixtyFourBitOffsets) {
   EXPECT_EQ(file_size(dir.file("old.txt").c_str()), -1);
   EXPECT_TRUE(make_directory(dir.file("sub").c_str()));
   EXPECT_TRUE(make_directory(dir.file("sub").c_str()));
+}
+
+// Identity, not name: a second link and a path with "." parts reach the same file; an equal
+// copy, a missing name and a directory against a file do not.
+TEST(Platform, SameFileByIdentity) {
+  test::TempDir dir;
+  const std::string a = dir.file("a.dat"), b = dir.file("b.dat"), link = dir.file("link.dat");
+  for (const std::string& name : {a, b}) {
+    platform::File f;
+    ASSERT_TRUE(f.open(name.c_str(), platform::OpenMode::kCreate));
+    ASSERT_EQ(f.write("x", 1), 1);
+    EXPECT_TRUE(f.close());
+  }
+  const std::string dotted = dir.path() + platform::path_separator() + "." +
+                             platform::path_separator() + "a.dat";
+  EXPECT_TRUE(platform::same_file(a.c_str(), a.c_str()));
+  EXPECT_TRUE(platform::same_file(a.c_str(), dotted.c_str()));
+  EXPECT_FALSE(platform::same_file(a.c_str(), b.c_str()));
+  EXPECT_FALSE(platform::same_file(a.c_str(), dir.file("missing").c_str()));
+  EXPECT_FALSE(platform::same_file(dir.file("missing").c_str(), dir.file("missing").c_str()));
+  EXPECT_FALSE(platform::same_file(dir.path().c_str(), a.c_str()));
+  std::error_code ec;
+  std::filesystem::create_hard_link(a, link, ec);
+  if (!ec) {
+    EXPECT_TRUE(platform::same_file(link.c_str(), a.c_str()));
+    EXPECT_FALSE(platform::same_file(link.c_str(), b.c_str()));
+  }
 }
 
 TEST(Platform, HeaderLockExcludesEveryOtherOpen) {

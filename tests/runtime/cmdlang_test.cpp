@@ -64,11 +64,15 @@ TEST(CmdDefine, SyntaxStrings) {
   EXPECT_EQ(rpxcid(set, "   ", recorder(&s)), 1);
   EXPECT_EQ(rpxcid(set, static_cast<const char*>(nullptr), recorder(&s)), 1);
   for (const char* bad : {"X: 2-1", "X: 1-", "X: 32768", "X: 1A", "X: A=", "X: (A) B", "X: (A",
-                          "X: A)", "X: ((A))", ":", "1X:", "X: \"A\""}) {
+                          "X: A)", "X: ((A))", ":", "1X:", "X: \"A\"",
+                          // counts that wrap into small ones in 16, 32 or 64 bits
+                          "X: 65537", "X: 4294967297", "X: 1-18446744073709551617",
+                          "X: 000000000000000000000000000000000000000000065537"}) {
     EXPECT_EQ(rpxcid(set, bad, recorder(&s)), 99) << bad;
   }
   EXPECT_EQ(set.error_text(), "syntax error");
-  EXPECT_EQ(rpxcid(set, "X: 32767", recorder(&s)), 0);
+  EXPECT_EQ(rpxcid(set, "X: 00000000000000000000000000000000000001-32767", recorder(&s)), 0);
+  EXPECT_EQ(set.find("X")->min, 1);
   EXPECT_EQ(set.find("X")->max, 32767);
 }
 

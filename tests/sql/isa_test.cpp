@@ -142,6 +142,23 @@ TEST_F(IsaTest, UpdateDeleteAndStatementAtomicity) {
   EXPECT_TRUE(rows("SELECT CN FROM KT").empty());
 }
 
+// A literal beyond 64 bits once wrapped: 18446744073709551617 ran as 1, -18446744073709551615
+// as 1 too. Such a statement is refused and changes nothing.
+TEST_F(IsaTest, IntegerLiteralsBeyond64BitsAreRefusedNotWrapped) {
+  make_kt();
+  ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'one')"), 0);
+  int32_t st = 0;
+  EXPECT_TRUE(rows("SELECT CN FROM KT WHERE CN = 18446744073709551617", &st).empty());
+  EXPECT_EQ(st, DBI_E_SYNTAX);  // the executor's own parser
+  EXPECT_EQ(run("DELETE FROM KT WHERE CN = -18446744073709551615"), LPDBI_E_NUMBER_RANGE);
+  EXPECT_EQ(run("UPDATE KT SET NAME = 'x' WHERE CN = 18446744073709551617"), LPDBI_E_NUMBER_RANGE);
+  EXPECT_EQ(run("INSERT INTO KT VALUES(18446744073709551618, 'qn', 1, 'two')"), LPDBI_E_NUMBER_RANGE);
+  EXPECT_EQ(run("CREATE TABLE T2 (A CHAR(18446744073709551617))"), LPDBI_E_NUMBER_RANGE);
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT"), (std::vector<std::string>{"1|one"}));
+  rows("SELECT A FROM T2", &st);
+  EXPECT_EQ(st, DBI_E_TABERR);
+}
+
 TEST_F(IsaTest, RollbackRestoresEveryChangeAndCommitKeepsThem) {
   make_kt();
   ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'one')"), 0);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,28 @@ TEST(SqlScan, TokensByLongestMatch) {
   t = scan(Dialect::kIsapar, "x 'open", &buf);
   EXPECT_EQ(t[1].kind, kBadString);
   EXPECT_TRUE(scan(Dialect::kIsapar, "1e999", &buf)[0].out_of_range);
+
+  // Integers beyond 64 bits are one token each, saturated and marked, never wrapped.
+  t = scan(Dialect::kIsapar, "9223372036854775807 9223372036854775808 -9223372036854775808 "
+                             "-18446744073709551615 18446744073709551617)",
+           &buf);
+  ASSERT_EQ(t.size(), 7u);
+  EXPECT_EQ(t[0].ival, INT64_MAX);
+  EXPECT_FALSE(t[0].out_of_range);
+  EXPECT_EQ(t[1].ival, INT64_MAX);
+  EXPECT_TRUE(t[1].out_of_range);
+  EXPECT_EQ(t[2].ival, INT64_MIN);
+  EXPECT_FALSE(t[2].out_of_range);
+  EXPECT_EQ(t[3].ival, INT64_MIN);
+  EXPECT_TRUE(t[3].out_of_range);
+  EXPECT_EQ(t[4].ival, INT64_MAX);
+  EXPECT_TRUE(t[4].out_of_range);
+  EXPECT_EQ(t[4].len, 20u);
+  EXPECT_EQ(t[5].kind, kChar);
+  t = scan(Dialect::kIsapar, std::string(300, '9') + ".5", &buf);
+  EXPECT_EQ(t[0].kind, kDecimal);
+  EXPECT_EQ(t[0].len, 302u);
+  EXPECT_FALSE(t[0].out_of_range);
 }
 
 TEST(SqlScan, DialectsDifferOnlyInTheirKeywords) {

@@ -22,6 +22,15 @@ run -w abc -i a -o b
 check "-w abc: exit" 1 "$rc"
 run -w 32999 -i a -o b
 check "width beyond the record buffer: exit" 1 "$rc"
+# Widths beyond 32 or 64 bits are refused, never wrapped into a small width (these are 80
+# and 81 modulo 2^32 and 2^64).
+run -w 4294967376 -i a -o b
+check "width beyond 32 bits: exit" 1 "$rc"
+run -w 18446744073709551697 -i a -o b
+check "width beyond 64 bits: exit" 1 "$rc"
+check "width beyond 64 bits: usage" "$usage" "$out"
+run -w -18446744073709551535 -i a -o b
+check "negative width beyond 64 bits: exit" 1 "$rc"
 run '-?'
 check "-?: exit" 5 "$rc"
 check "-?: usage" "$usage" "$out"
@@ -64,6 +73,8 @@ check "fixed empty: empty output" 0 "$(wc -c <out.txt | tr -d ' ')"
 printf 'abc' >f3.dat
 run -w3 -i f3.dat -o out.txt
 check "attached option argument" "6162630d0a" "$(hex out.txt)"
+run -w ' +3rd' -i f3.dat -o out.txt
+check "width read as atoi reads it" "6162630d0a" "$(hex out.txt)"
 run operand -w 3 -i f3.dat -o out.txt
 check "operand before options: exit" 0 "$rc"
 check "operand before options: folded" "6162630d0a" "$(hex out.txt)"
@@ -100,6 +111,46 @@ check "longest record: size" 33000 "$(wc -c <out.txt | tr -d ' ')"
 run -v -i over.dat -o out.txt
 check "record beyond the buffer: exit" 4 "$rc"
 check "record beyond the buffer: message" "format missmatch iRead=0 iRecLen=32999" "$out"
+
+# --- read and write failures, input as output ---------------------------------------------
+exists() { [ -e "$1" ] && echo yes || echo no; }
+mkdir adir
+run -w 80 -i adir -o out.txt
+check "input is a directory: exit" 2 "$rc"
+check "input is a directory: no output" no "$(exists out.txt)"
+run -v -i adir -o out.txt
+check "input is a directory, variable: exit" 2 "$rc"
+check "input is a directory, variable: no output" no "$(exists out.txt)"
+printf 'abcdef' >same.dat
+ln same.dat hard.dat
+for o in same.dat ./same.dat hard.dat; do
+  run -w 3 -i same.dat -o "$o"
+  check "output $o is the input: exit" 3 "$rc"
+  check "output $o is the input: input kept" "616263646566" "$(hex same.dat)"
+done
+if ln -s same.dat sym.dat 2>/dev/null; then
+  run -w 3 -i sym.dat -o same.dat
+  check "input a symbolic link to the output: exit" 3 "$rc"
+  check "input a symbolic link to the output: input kept" "616263646566" "$(hex same.dat)"
+fi
+run -w 3 -i same.dat -o other.dat
+check "a different output: exit" 0 "$rc"
+if [ -z "$RUNNER" ]; then  # devices and file size limits of the Linux host
+  if [ -w /dev/full ]; then
+    run -w 3 -i same.dat -o /dev/full
+    check "output /dev/full: exit" 3 "$rc"
+  fi
+  # A file size limit fails the write as a full disk does (EFBIG, the signal ignored).
+  head -c 200000 /dev/zero >big.dat
+  (trap '' XFSZ; ulimit -f 64; "$COMMAND" -w 80 -i big.dat -o out.txt >/dev/null 2>&1)
+  check "write failure: exit" 3 "$?"
+  check "write failure: partial output removed" no "$(exists out.txt)"
+  { printf '\x00\x52'; head -c 80 /dev/zero; } >v4096.dat
+  for i in $(seq 1 12); do cat v4096.dat v4096.dat >v2.tmp && mv v2.tmp v4096.dat; done  # 4096 records
+  (trap '' XFSZ; ulimit -f 64; "$COMMAND" -v -i v4096.dat -o out.txt >/dev/null 2>&1)
+  check "write failure, variable: exit" 3 "$?"
+  check "write failure, variable: partial output removed" no "$(exists out.txt)"
+fi
 
 # --- trace --------------------------------------------------------------------------------
 rm -f diag.log
