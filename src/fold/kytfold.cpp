@@ -389,7 +389,7 @@ int FoldVariable(const FoldArgs& args) {
 
 int kytfold_main(int argc, char** argv) {
   std::string lvl;
-  if (platform::get_env("DBG_LVL", &lvl) && std::strtoul(lvl.c_str(), nullptr, 0) != 0) {
+  if (platform::get_env("DBG_LVL", &lvl) && nonzero_number(lvl)) {
     trace_set_switch(1);
   }
   FoldArgs args;

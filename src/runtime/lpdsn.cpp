@@ -12,6 +12,7 @@
 #include "runtime/cmdlang.h"
 #include "runtime/dsnfmt.h"
 #include "runtime/params.h"
+#include "runtime/numtext.h"
 #include "runtime/trace.h"
 #include "runtime/version.h"
 
@@ -402,7 +403,7 @@ int apply_settings(const cmd_args& args, const std::string& file,
         }
         break;
       case Kind::kDebug:
-        if (std::strtol(v, nullptr, 0) != 0) *debug = true;
+        if (nonzero_number(v)) *debug = true;
         break;
       default:
         break;

@@ -1,4 +1,4 @@
-// numtext: decimal integer texts read into a given range.
+// numtext: integer texts read into a given range.
 #include "runtime/numtext.h"
 
 namespace kyt {
@@ -7,6 +7,14 @@ namespace {
 
 bool is_blank(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// The value of a hex digit (also of a decimal one), 16 for any other character.
+unsigned hex_digit(char c) {
+  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
+  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
+  return 16;
 }
 
 // The common part: blanks, sign and the digit run, as a magnitude that saturates at
@@ -26,14 +34,26 @@ Digits scan(std::string_view t, NumSyntax syntax) {
     while (p < t.size() && is_blank(t[p])) ++p;
   }
   if (syntax.sign && p < t.size() && (t[p] == '+' || t[p] == '-')) d.negative = t[p++] == '-';
+  unsigned base = 10;
+  bool zero = false;  // the "0" of a prefix counts as a digit of its own
+  if (syntax.c_prefix && p < t.size() && t[p] == '0') {
+    if (p + 2 < t.size() && (t[p + 1] == 'x' || t[p + 1] == 'X') && hex_digit(t[p + 2]) < 16) {
+      base = 16;
+      p += 2;
+    } else {
+      base = 8;
+      zero = true;
+      ++p;
+    }
+  }
   const size_t first = p;
   for (; p < t.size(); ++p) {
-    const unsigned digit = static_cast<unsigned char>(t[p]) - unsigned{'0'};
-    if (digit > 9) break;
-    if (d.magnitude > (UINT64_MAX - digit) / 10) d.over = true;  // asked before it can wrap
-    if (!d.over) d.magnitude = d.magnitude * 10 + digit;
+    const unsigned digit = hex_digit(t[p]);
+    if (digit >= base) break;
+    if (d.magnitude > (UINT64_MAX - digit) / base) d.over = true;  // asked before it can wrap
+    if (!d.over) d.magnitude = d.magnitude * base + digit;
   }
-  d.found = p > first;
+  d.found = p > first || zero;
   d.end = d.found ? p : 0;
   return d;
 }
@@ -99,6 +119,14 @@ NumText parse_uint(std::string_view text, uint64_t hi, uint64_t* value, NumSynta
     *value = d.magnitude;
   }
   return finish(d, text, used, range);
+}
+
+bool nonzero_number(std::string_view text) {
+  int64_t v = 0;
+  size_t used = 0;
+  const NumText r = parse_int(text, INT64_MIN, INT64_MAX, &v,
+                              NumSyntax{.blanks = true, .sign = true, .c_prefix = true}, &used);
+  return r == NumText::kOutOfRange || (r == NumText::kOk && v != 0);
 }
 
 }  // namespace kyt

@@ -1,6 +1,8 @@
 // trace: line trace state, settings and the trace file writer.
 #include "runtime/trace.h"
 
+#include "runtime/numtext.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -200,14 +202,27 @@ void trace_set_tag(int32_t tag) {
 }
 void trace_request_reread() { state().reread = true; }
 
+namespace {
+// A numeric trace setting read as C's strtol reads it (blanks, a sign, "0x" and "0"
+// prefixes, text after the number ignored), within [lo, hi]: a number outside gives the
+// nearer bound, never a wrapped value.
+int64_t setting_number(const char* key, int64_t lo, int64_t hi) {
+  int64_t v = 0;
+  size_t used = 0;
+  parse_int(setting(key, "0"), lo, hi, &v,
+            NumSyntax{.blanks = true, .sign = true, .c_prefix = true}, &used);
+  return v;
+}
+}  // namespace
+
 TraceSettings trace_read_settings() {
   TraceSettings t;
   t.file = setting("DSN_DIAG", "diag.log");
-  t.level_mask = static_cast<uint32_t>(std::strtoul(setting("DBG_LVL", "0").c_str(), nullptr, 0));
+  t.level_mask = static_cast<uint32_t>(setting_number("DBG_LVL", 0, UINT32_MAX));
   t.topics = setting("DBG_TPC", "");
   if (t.topics.size() > kMaxTopics) t.topics.resize(kMaxTopics);
-  t.max_size = std::strtoll(setting("DBG_MAXSIZE", "0").c_str(), nullptr, 0);
-  t.num_logs = static_cast<uint32_t>(std::strtoul(setting("DBG_NUMLOGS", "0").c_str(), nullptr, 0));
+  t.max_size = setting_number("DBG_MAXSIZE", INT64_MIN, INT64_MAX);
+  t.num_logs = static_cast<uint32_t>(setting_number("DBG_NUMLOGS", 0, UINT32_MAX));
   t.bit29 = (t.level_mask & 0x20000000u) != 0;
   return t;
 }

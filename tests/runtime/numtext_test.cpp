@@ -80,5 +80,27 @@ TEST(NumText, SyntaxAsTheCallerAsks) {
   EXPECT_EQ(u("1e3"), "3 1");
 }
 
+TEST(NumText, CPrefixesAndSwitches) {
+  const NumSyntax c{.blanks = true, .sign = true, .c_prefix = true};
+  EXPECT_EQ(s("0x1F", INT64_MIN, INT64_MAX, c), "0 31");
+  EXPECT_EQ(s("0X7fffffffffffffff", INT64_MIN, INT64_MAX, c), "0 9223372036854775807");
+  EXPECT_EQ(s("0x10000000000000000", INT64_MIN, INT64_MAX, c), "2 9223372036854775807");
+  EXPECT_EQ(s("010", INT64_MIN, INT64_MAX, c), "0 8");
+  EXPECT_EQ(s("0", INT64_MIN, INT64_MAX, c), "0 0");
+  EXPECT_EQ(s("-0x10", INT64_MIN, INT64_MAX, c), "0 -16");
+  EXPECT_EQ(s("09", INT64_MIN, INT64_MAX, c, true), "0 0 1");  // 9 is no octal digit
+  EXPECT_EQ(s("0xg", INT64_MIN, INT64_MAX, c, true), "0 0 1");  // "0", then junk
+  EXPECT_EQ(s("0x", INT64_MIN, INT64_MAX, c, true), "0 0 1");
+  EXPECT_EQ(s("0x1F", INT64_MIN, INT64_MAX, {}, true), "0 0 1");  // decimal: the 0 alone
+  EXPECT_TRUE(nonzero_number(" 1"));
+  EXPECT_TRUE(nonzero_number("0x10"));
+  EXPECT_TRUE(nonzero_number("-18446744073709551616"));  // out of range is still not 0
+  EXPECT_TRUE(nonzero_number("18446744073709551616"));
+  EXPECT_FALSE(nonzero_number("0"));
+  EXPECT_FALSE(nonzero_number("0x0"));
+  EXPECT_FALSE(nonzero_number("junk"));
+  EXPECT_FALSE(nonzero_number(""));
+}
+
 }  // namespace
 }  // namespace kyt

@@ -70,6 +70,14 @@ TEST_F(TraceTest, SettingsComeFromStoreThenProcessEnvironmentThenDefaults) {
   EXPECT_FALSE(s.bit29);
   store()["DBG_LVL"] = "0x20000000";
   EXPECT_TRUE(trace_read_settings().bit29);
+  // Numbers beyond their setting's range give its bound, never a wrapped value.
+  store()["DBG_LVL"] = "4294967297";
+  store()["DBG_NUMLOGS"] = "0x100000003";
+  store()["DBG_MAXSIZE"] = "99999999999999999999";
+  TraceSettings big = trace_read_settings();
+  EXPECT_EQ(big.level_mask, 0xFFFFFFFFu);
+  EXPECT_EQ(big.num_logs, 0xFFFFFFFFu);
+  EXPECT_EQ(big.max_size, INT64_MAX);
 
   trace_set_env_source({});
   EXPECT_EQ(trace_read_settings().file, "diag.log");
