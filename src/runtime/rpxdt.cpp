@@ -159,12 +159,80 @@ int32_t put_dt(long long year, long long month, long long day, long long hour, l
 // daylight saving. False when the C library cannot represent the instant. A result of -1
 // is also the valid instant 1969-12-31 23:59:59 UTC; tm_wday tells the two apart, since
 // mktime sets it only on success.
-bool normalise(std::tm* t, int64_t* seconds) {
+bool mktime_normalise(std::tm* t, int64_t* seconds) {
   t->tm_isdst = -1;
   t->tm_wday = -1;
   const std::time_t r = std::mktime(t);
   if (r == static_cast<std::time_t>(-1) && t->tm_wday == -1) return false;
   *seconds = static_cast<int64_t>(r);
+  return true;
+}
+
+// The time zone the process runs in, as the C library reads it: the minute caches below hold
+// only while it stays the same.
+std::string zone_now() {
+  std::string tz;
+  if (!platform::get_env("TZ", &tz)) tz.assign(1, '\0');  // unset differs from every setting
+  return tz;
+}
+
+// The C library looks at the time zone files on every mktime (microseconds), and a station
+// converts the same few minutes over and over (the DT columns of each row it writes). So the
+// last minute converted is kept: the zone's offset changes only on whole minutes, so seconds
+// 0 to 59 of a minute lie 0 to 59 seconds after its start. Fields outside their usual
+// ranges, which mktime carries over, always go to mktime.
+bool normalise(std::tm* t, int64_t* seconds) {
+  struct Minute {
+    bool valid = false;
+    int year = 0, mon = 0, mday = 0, hour = 0, min = 0;
+    std::string tz;
+    std::tm start{};  // the minute's start, normalised
+    int64_t start_seconds = 0;
+  };
+  static Minute last;
+  const int sec = t->tm_sec;
+  if (sec < 0 || sec > 59 || t->tm_min < 0 || t->tm_min > 59 || t->tm_hour < 0 ||
+      t->tm_hour > 23 || t->tm_mon < 0 || t->tm_mon > 11 || t->tm_mday < 1 || t->tm_mday > 28)
+    return mktime_normalise(t, seconds);
+  std::string tz = zone_now();
+  if (!last.valid || last.year != t->tm_year || last.mon != t->tm_mon ||
+      last.mday != t->tm_mday || last.hour != t->tm_hour || last.min != t->tm_min ||
+      last.tz != tz) {
+    std::tm start = *t;
+    start.tm_sec = 0;
+    int64_t s = 0;
+    last.valid = false;
+    if (!mktime_normalise(&start, &s)) return mktime_normalise(t, seconds);
+    last = Minute{true, t->tm_year, t->tm_mon, t->tm_mday, t->tm_hour, t->tm_min, std::move(tz),
+                  start, s};
+  }
+  *t = last.start;
+  t->tm_sec += sec;
+  *seconds = last.start_seconds + sec;
+  return true;
+}
+
+// platform::local_time with the same cache of the last minute, for reading stored instants.
+bool local_time_of(int64_t unix_seconds, platform::LocalTime* out) {
+  struct Minute {
+    bool valid = false;
+    int64_t start = 0;  // a multiple of 60
+    std::string tz;
+    platform::LocalTime local{};
+  };
+  static Minute last;
+  const int64_t start = unix_seconds - ((unix_seconds % 60) + 60) % 60;
+  std::string tz = zone_now();
+  if (!last.valid || last.start != start || last.tz != tz) {
+    platform::LocalTime lt{};
+    last.valid = false;
+    if (!platform::local_time(start, &lt) || lt.second != 0) {
+      return platform::local_time(unix_seconds, out);  // a zone offset with seconds: no cache
+    }
+    last = Minute{true, start, std::move(tz), lt};
+  }
+  *out = last.local;
+  out->second = static_cast<int>(unix_seconds - start);
   return true;
 }
 
@@ -397,7 +465,7 @@ int32_t dt_from_stored(int32_t value, char* out, size_t size) {
   if (value == 0) return put_text("", 0, out, size);  // not set
   const int64_t unix_seconds = kDtEpochUnix + value;
   platform::LocalTime lt{};
-  if (!platform::local_time(unix_seconds, &lt)) {
+  if (!local_time_of(unix_seconds, &lt)) {
     DT_TRACE(kLevelError, "dt_from_stored : local time of %ld not formed",
              static_cast<long>(value));
     return kDtNoLocalTime;

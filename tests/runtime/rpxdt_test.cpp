@@ -221,3 +221,64 @@ TEST_F(Rpxdt, FailuresAreTracedAtLevelOne) {
 
 }  // namespace
 }  // namespace kyt
+
+namespace kyt {
+namespace {
+
+// Conversions are kept per minute; across the changes of daylight saving time and of the
+// zone itself they must answer exactly what the C library does for each second.
+TEST_F(Rpxdt, MinuteCacheFollowsTheZoneAndItsChanges) {
+  for (const char* zone : {"CET-1CEST,M3.5.0,M10.5.0/3", "ABC-2", "NST+3:30NDT,M3.2.0,M11.1.0"}) {
+    platform::set_env("TZ", zone);
+    tzset();
+    // Around the spring and autumn changes of 2026 (Europe: 29 March and 25 October; North
+    // America: 8 March and 1 November), every 7th second over three hours.
+    for (const char* day : {"2026/03/29", "2026/10/25", "2026/03/08", "2026/11/01"}) {
+      for (int s = 0; s < 3 * 3600; s += 7) {
+        char text[40];
+        std::snprintf(text, sizeof text, "%s %02d:%02d:%02d", day, s / 3600, s / 60 % 60, s % 60);
+        std::tm want{};
+        ASSERT_EQ(std::sscanf(text, "%d/%d/%d %d:%d:%d", &want.tm_year, &want.tm_mon,
+                              &want.tm_mday, &want.tm_hour, &want.tm_min, &want.tm_sec), 6);
+        want.tm_year -= 1900;
+        want.tm_mon -= 1;
+        want.tm_isdst = -1;
+        const int64_t expect = static_cast<int64_t>(std::mktime(&want));
+        int64_t got = 0;
+        std::tm t{};
+        ASSERT_EQ(dt_to_tm(text, &t, &got), 0) << text;
+        EXPECT_EQ(got, expect) << zone << " " << text;
+        EXPECT_EQ(t.tm_hour * 3600 + t.tm_min * 60 + t.tm_sec,
+                  want.tm_hour * 3600 + want.tm_min * 60 + want.tm_sec) << zone << " " << text;
+        // And back: the stored instant reads as the platform's local time of it.
+        int32_t stored = 0;
+        ASSERT_EQ(dt_to_stored(text, &stored), 0);
+        char back[40];
+        ASSERT_EQ(dt_from_stored(stored, back, sizeof back), 0);
+        platform::LocalTime local{};
+        ASSERT_TRUE(platform::local_time(expect, &local));
+        char ref[40];
+        std::snprintf(ref, sizeof ref, "%04d/%02d/%02d %02d:%02d:%02d", local.year, local.month,
+                      local.day, local.hour, local.minute, local.second);
+        EXPECT_STREQ(back, ref) << zone << " " << text;
+      }
+    }
+  }
+  // The same minute in another zone is converted anew.
+  int64_t east = 0, west = 0;
+  platform::set_env("TZ", "ABC-2");
+  tzset();
+  ASSERT_EQ(dt_to_tm("2026/06/01 12:00:30", nullptr, &east), 0);
+  char text_east[40];
+  ASSERT_EQ(dt_from_stored(1000000000, text_east, sizeof text_east), 0);
+  platform::set_env("TZ", "XYZ+5");
+  tzset();
+  ASSERT_EQ(dt_to_tm("2026/06/01 12:00:30", nullptr, &west), 0);
+  char text_west[40];
+  ASSERT_EQ(dt_from_stored(1000000000, text_west, sizeof text_west), 0);
+  EXPECT_EQ(west - east, 7 * 3600);
+  EXPECT_STRNE(text_east, text_west);
+}
+
+}  // namespace
+}  // namespace kyt
