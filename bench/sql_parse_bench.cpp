@@ -17,7 +17,16 @@
 #include <vector>
 
 #include "../tests/sql/statement_corpus.h"
-#include "sql/sql.h"
+#include "sql/ISAsqlutil.h"
+#include "sql/isa.h"
+#include "sql/isadbg.h"
+#include "sql/isapar.h"
+#include "sql/isatab.h"
+#include "sql/isaval.h"
+#include "sql/pool.h"
+#include "sql/schema.h"
+#include "sql/status.h"
+#include "sql/stmt.h"
 
 namespace {
 

@@ -27,12 +27,9 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "runtime/lpdsn.h"
-#include "runtime/rpxdt.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
-#include "sql/isa.h"
-#include "sql/schema.h"
-#include "sql/tables/tables.h"
+#include "sql/sql.h"
 
 namespace {
 

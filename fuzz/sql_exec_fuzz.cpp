@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "runtime/lpdsn.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
 #include "sql/sql.h"
 

@@ -10,7 +10,16 @@
 
 #include "../tests/sql/fuzz_input.h"
 #include "../tests/sql/statement_corpus.h"
-#include "sql/sql.h"
+#include "sql/ISAsqlutil.h"
+#include "sql/isa.h"
+#include "sql/isadbg.h"
+#include "sql/isapar.h"
+#include "sql/isatab.h"
+#include "sql/isaval.h"
+#include "sql/pool.h"
+#include "sql/schema.h"
+#include "sql/status.h"
+#include "sql/stmt.h"
 
 namespace {
 

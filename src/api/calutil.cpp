@@ -1,4 +1,4 @@
-// calutil: small exported services for client programs (version, later user info and parameters).
+// calutil: small exported services for client programs (today the version of the library).
 #include "api/guard.h"
 #include "kyt/kyt.h"
 

@@ -1,7 +1,7 @@
 // guard: the trace line of an exported function that ended with an exception.
 #include "api/guard.h"
 
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 
 namespace kyt {
 

@@ -8,9 +8,7 @@
 #include <string>
 
 #include "platform/platform.h"
-#include "runtime/numtext.h"
-#include "runtime/trace.h"
-#include "runtime/version.h"
+#include "runtime/runtime.h"
 
 namespace kyt::fold {
 

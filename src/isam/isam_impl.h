@@ -12,7 +12,7 @@
 #include "isam/datacache.h"
 #include "isam/isam.h"
 #include "platform/platform.h"
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 
 namespace kyt {
 

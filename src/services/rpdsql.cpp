@@ -2,17 +2,14 @@
 #include "services/rpdsql.h"
 
 #include <cstdarg>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "api/guard.h"
 #include "kyt/kyt.h"
-#include "runtime/lpdsn.h"
-#include "runtime/trace.h"
-#include "sql/isa.h"
-#include "sql/isaexe.h"
-#include "sql/status.h"
+#include "platform/platform.h"
+#include "runtime/runtime.h"
+#include "sql/sql.h"
 
 namespace kyt {
 
@@ -63,7 +60,7 @@ int32_t open_db() {
   }
   // DBHOLD=Y: this process uses the database alone and keeps its tables open.
   std::string hold;
-  exe_keep_tables_open(lpdsn_get("DBHOLD", &hold) == 0 && !hold.empty() &&
+  isa_keep_tables_open(lpdsn_get("DBHOLD", &hold) == 0 && !hold.empty() &&
                        (hold[0] == 'Y' || hold[0] == 'y' || hold[0] == '1'));
   return OK_STATE;
 }
@@ -83,7 +80,8 @@ int32_t sql_dbi(std::span<const std::string_view> pieces, std::span<const HostVa
   State& s = st();
   if (s.first) {
     s.first = false;
-    s.trace_sql = std::getenv("KYTTRACESQL") != nullptr;
+    std::string ignored;
+    s.trace_sql = platform::get_env("KYTTRACESQL", &ignored);
     s.buffer.reserve(kStatementBuffer);
     s.buffer.assign(1, ' ');
   }

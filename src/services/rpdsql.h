@@ -25,7 +25,7 @@
 #include <span>
 #include <string_view>
 
-#include "sql/ISAsqlutil.h"
+#include "sql/sql.h"
 
 namespace kyt {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 #include "sql/sqlparse.h"
 #include "sql/status.h"
 

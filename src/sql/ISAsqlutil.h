@@ -39,39 +39,10 @@
 #include <span>
 #include <string_view>
 
+#include "sql/dbi.h"
 #include "sql/stmt.h"
 
 namespace kyt {
-
-enum class DbiOp : uint8_t {
-  kNone,           // nothing (after a refusal)
-  kOpenDb,         // OPEN_DB / OPEN DB [dbname]
-  kCloseDb,        // CLOSE_DB
-  kAutocommitOn,   // SET AUTOCOMMIT ON
-  kAutocommitOff,  // SET AUTOCOMMIT OFF
-  kCommit,         // COMMIT WORK
-  kRollback,       // ROLLBACK WORK
-  kDeclare,        // DECLARE cursor CURSOR FOR select
-  kFetch,          // FETCH cursor
-  kClose,          // CLOSE cursor
-  kStatement,      // INSERT, UPDATE, DELETE, CREATE, DROP: stmt->kind tells
-};
-
-struct HostVar {
-  int32_t type;
-  void* addr;
-};
-
-struct DbiStatement {
-  DbiOp op = DbiOp::kNone;
-  std::string_view text;       // the joined statement (NUL-terminated)
-  std::string_view sql;        // what isapar is given: the SELECT of a DECLARE, or the statement
-  const STMT* stmt = nullptr;  // the statement as read; names not resolved
-  const char* cursor = nullptr;
-  const char* dbname = nullptr;  // OPEN_DB's operand, or nullptr
-  std::span<const HostVar> in;
-  std::span<const HostVar> out;
-};
 
 // Reads an input host variable (type 1, 2, 4 or 8, address set) into a "?" value node.
 void bind_hostvar(EXPR* e, const HostVar& h);

@@ -1,5 +1,5 @@
-// htb: the chained hash tables of the SQL layer (tables, columns; later statements, cursors,
-// transaction tables). Keys are names as the scanner leaves them (upper case), compared
+// htb: the chained hash tables of the SQL layer (table descriptors, columns, open tables,
+// cursors and their names). Keys are names as the scanner leaves them (upper case), compared
 // exactly. The number of buckets is fixed at creation.
 #ifndef KYT_SQL_HTB_H
 #define KYT_SQL_HTB_H

@@ -9,10 +9,13 @@
 
 #include "cbt/cbt.h"
 #include "isam/isam.h"
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
+#include "sql/ISAsqlutil.h"
+#include "sql/isaddl.h"
 #include "sql/isadbg.h"
-#include "sql/isaexe.h"
 #include "sql/isapar.h"
+#include "sql/isascan.h"
+#include "sql/isatrans.h"
 #include "sql/isaval.h"
 #include "sql/schema.h"
 #include "sql/status.h"
@@ -241,6 +244,8 @@ int32_t isa110_close_db() {
   s.dbname.clear();
   return OK_STATE;
 }
+
+void isa_keep_tables_open(bool keep) { exe_keep_tables_open(keep); }
 
 bool isa_db_open() { return st().open; }
 bool isa_uncommitted_work() { return st().open && trans_pending(); }
@@ -598,7 +603,7 @@ void isa_reset_for_tests() {
   s.reset_list();
   s.open = false;
   s.dbname.clear();
-  isaexe_reset_for_tests();
+  isatrans_reset_for_tests();
   clear_tab_descs();
   set_catalogue_reader(nullptr);
 }

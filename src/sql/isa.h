@@ -28,7 +28,7 @@
 #include <string_view>
 #include <vector>
 
-#include "sql/ISAsqlutil.h"
+#include "sql/dbi.h"
 
 namespace kyt {
 
@@ -41,6 +41,10 @@ constexpr int DBI_ROLLBACK = 2;
 int32_t isa100_open_db(const char* s_dbname, const char* s_user, const char* s_password);
 int32_t isa110_close_db();
 bool isa_db_open();
+// With `keep`, tables stay open between statements, their files locked against other
+// processes, until the database is closed; without, an unused table gives up its locks at
+// once (see exe_keep_tables_open).
+void isa_keep_tables_open(bool keep);
 // Changes of an open transaction not yet committed: closing the database, and the end of
 // the process, roll them back.
 bool isa_uncommitted_work();

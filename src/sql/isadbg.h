@@ -1,12 +1,7 @@
-// isadbg: the descriptor dump and the isaerr line of the SQL layer.
+// isadbg: the isaerr line of the SQL layer, and the first cause of a failing statement.
 //
-// Descriptor dump, one line each:
-//   "Table:  %s  (EX=%d) CN=%2d  RS=%2d  KS=%2d"              table name, exists flag,
-//                                                             columns, row size, key size
-//   "  #   COLUMN     TYPE KEY NOT_NULL WDTH ROFFS KOFFS"
-//   " (%02d) %-10.10s   %2d %3d %8d %4d %5d %5d"              per column: number, name, type,
-//                                                             key place, not-null, width, row
-//                                                             offset, key offset
+// It stands below every other module of the executor (it knows no descriptor, no table and
+// no statement), so that each of them may check its conditions with KYT_ISACHECK.
 //
 // isaerr line, written for every checked condition that fails:
 //   isaerr : cond="<source text>" err="<status name>" label="<label>" in file="<file>"
@@ -16,15 +11,8 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
-
-#include "sql/isatab.h"
 
 namespace kyt {
-
-std::vector<std::string> dump_tab_desc_lines(const TABDESC& desc);
-// Writes the dump to the trace (level 11).
-void dump_tab_desc(const TABDESC& desc);
 
 // Writes the isaerr line (level 1); `file` may be a path, its base name is written.
 void isaerr(const char* cond, int32_t rc, const char* label, const char* file, int line,

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 #include "sql/isadbg.h"
 #include "sql/sqlparse.h"
 #include "sql/status.h"

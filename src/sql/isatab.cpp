@@ -1,11 +1,12 @@
 // isatab: building descriptors, loading them from the catalogue, and Ep_htb_tabs.
 #include "sql/isatab.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
-#include "runtime/lpdsn.h"
+#include "runtime/runtime.h"
 #include "sql/isadbg.h"
 #include "sql/schema.h"
 #include "sql/status.h"
@@ -13,6 +14,9 @@
 namespace kyt {
 
 namespace {
+
+constexpr const char* kModule = "KYTEXE";
+constexpr const char* kTopic = "s";
 
 constexpr int16_t kMaxCharWidth = 32767;
 
@@ -26,72 +30,45 @@ htb<std::unique_ptr<TABDESC>>& tabs() {
 CatalogueReader g_reader = nullptr;  // nullptr: the station schema
 std::string g_database_dir;          // the open database's directory
 
-bool copy_name(std::string_view from, char* to) {
-  if (from.size() > kNameMax) {
-    to[0] = '\0';
-    return false;
-  }
-  std::memcpy(to, from.data(), from.size());
-  to[from.size()] = '\0';
-  return true;
+std::string format_line(const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
+
+std::string format_line(const char* format, ...) {
+  char buf[256];
+  va_list args;
+  va_start(args, format);
+  int n = std::vsnprintf(buf, sizeof buf, format, args);
+  va_end(args);
+  if (n < 0) return std::string();
+  return std::string(buf,
+                     static_cast<size_t>(n) < sizeof buf ? static_cast<size_t>(n) : sizeof buf - 1);
 }
 
 }  // namespace
 
-bool valid_col_type(int32_t type) {
-  return type == kTypeChar || type == kTypeFloat || type == kTypeInteger || type == kTypeSmallint;
-}
-
-int16_t type_width(int16_t type, int16_t char_width) {
-  switch (type) {
-    case kTypeChar:
-      return char_width;
-    case kTypeFloat:
-      return 25;
-    case kTypeInteger:
-      return 11;
-    case kTypeSmallint:
-      return 6;
-    default:
-      return 0;
+std::vector<std::string> dump_tab_desc_lines(const TABDESC& d) {
+  std::vector<std::string> lines;
+  lines.reserve(d.cols.size() + 2);
+  lines.push_back(format_line("Table:  %s  (EX=%d) CN=%2d  RS=%2d  KS=%2d", d.ts.s_tabname,
+                              d.exists, d.n_cols, d.row_size, d.key_size));
+  lines.push_back("  #   COLUMN     TYPE KEY NOT_NULL WDTH ROFFS KOFFS");
+  for (const COLDESC& c : d.cols) {
+    std::string l =
+        format_line(" (%02d) %-10.10s   %2d %3d %8d %4d %5d %5d\n", c.colno, c.s_colname, c.type,
+                    c.key, c.not_null, c.width, c.row_offset, c.key_offset);
+    l.pop_back();  // the line end is the line's, not part of its text
+    lines.push_back(std::move(l));
   }
+  return lines;
 }
 
-int32_t type_size(int16_t type, int16_t width) {
-  switch (type) {
-    case kTypeChar:
-      return width;
-    case kTypeFloat:
-      return static_cast<int32_t>(sizeof(double));
-    case kTypeInteger:
-      return 4;
-    case kTypeSmallint:
-      return 2;
-    default:
-      return 0;
+void dump_tab_desc(const TABDESC& desc) {
+  for (const std::string& l : dump_tab_desc_lines(desc)) {
+    KYT_TRACE(kModule, kTopic, 11, "%s", l.c_str());
   }
-}
-
-std::string col_type_text(const COLDEF& c) {
-  switch (c.type) {
-    case kTypeChar:
-      return "CHAR(" + std::to_string(c.width) + ")";
-    case kTypeFloat:
-      return "FLOAT";
-    case kTypeInteger:
-      return "INTEGER";
-    case kTypeSmallint:
-      return "SMALLINT";
-    default:
-      return "?";
-  }
-}
-
-bool make_tabspec(std::string_view creator, std::string_view tabname, TABSPEC* ts) {
-  *ts = TABSPEC{};
-  if (copy_name(creator, ts->s_creator) && copy_name(tabname, ts->s_tabname)) return true;
-  *ts = TABSPEC{};
-  return false;
 }
 
 int32_t cash_upd_key(TABDESC* desc) {

@@ -1,17 +1,7 @@
 // isatab: table descriptors, the process-wide table of descriptors (Ep_htb_tabs), and the
 // catalogue from which descriptors are loaded.
 //
-// Column types carry the type codes of the host variables:
-//   CHAR(n)   1  text width n   n bytes in the row (zero-terminated text of up to n-1 chars)
-//   FLOAT     2  text width 25  8 bytes (a double)
-//   INTEGER   4  text width 11  4 bytes (32-bit signed)
-//   SMALLINT  8  text width 6   2 bytes (16-bit signed)
-// Row layout: the columns in declaration order, each at its row offset, no padding; the row
-// size is the sum of the column sizes. The primary key is the key columns concatenated in
-// key order (the order of the PRIM_ index's column list), each at its key offset; the key
-// size is their sum. A table without primary index has key size 0.
-//
-// Names (creators, tables, columns) are at most kNameMax characters, upper case.
+// Column types, names and the layout of a row are described in sqltype.h.
 //
 // Descriptors come from a catalogue: a reader that, for a creator and a table name, yields
 // the table's SYSCATLG row and its SYSCOLS rows. Until the executor installs the reader of
@@ -31,55 +21,9 @@
 #include <vector>
 
 #include "sql/htb.h"
+#include "sql/sqltype.h"
 
 namespace kyt {
-
-constexpr size_t kNameMax = 18;
-
-// Column type codes (also the host variable type codes).
-constexpr int16_t kTypeChar = 1;
-constexpr int16_t kTypeFloat = 2;
-constexpr int16_t kTypeInteger = 4;
-constexpr int16_t kTypeSmallint = 8;
-
-bool valid_col_type(int32_t type);
-// The text width of a type: n for CHAR(n), 25 FLOAT, 11 INTEGER, 6 SMALLINT.
-int16_t type_width(int16_t type, int16_t char_width);
-// The bytes a column of the type takes in the row.
-int32_t type_size(int16_t type, int16_t width);
-
-// A table as statements name it: owner and name. An empty creator in a lookup matches any owner.
-struct TABSPEC {
-  char s_creator[kNameMax + 1];
-  char s_tabname[kNameMax + 1];
-};
-// Fills a TABSPEC; false (and an empty one) when a name is longer than kNameMax.
-bool make_tabspec(std::string_view creator, std::string_view tabname, TABSPEC* ts);
-
-// Column descriptor.
-struct COLDESC {
-  char s_colname[kNameMax + 1];
-  int16_t colno;       // 1-based, declaration order
-  int16_t type;        // kType...
-  int16_t key;         // place in the primary key (1-based), 0 when not a key column
-  int16_t not_null;    // 1 when declared NOT NULL
-  int16_t width;       // text width of the type
-  int32_t size;        // bytes in the row
-  int32_t row_offset;  // start in the row
-  int32_t key_offset;  // start in the primary key; 0 for columns outside the key
-};
-
-// A column as a definition gives it (CREATE TABLE, the catalogue, the station schema).
-struct COLDEF {
-  const char* s_colname;
-  int16_t type;
-  int16_t width;  // text width; for CHAR the n of CHAR(n)
-  int16_t not_null;
-  int16_t key;  // place in the primary key, 0 none
-};
-// The type as a CREATE TABLE statement writes it: "CHAR(n)", "FLOAT", "INTEGER", "SMALLINT";
-// "?" for an unknown type.
-std::string col_type_text(const COLDEF& c);
 
 // Table descriptor. Not copyable; held by Ep_htb_tabs, pointers to it stay valid until the
 // table is dropped or the descriptors are cleared.
@@ -108,6 +52,17 @@ struct TABDESC {
 int32_t tab_desc_build(const TABSPEC& ts, std::span<const COLDEF> cols,
                        std::unique_ptr<TABDESC>* out);
 
+// The descriptor dump, one line each:
+//   "Table:  %s  (EX=%d) CN=%2d  RS=%2d  KS=%2d"              table name, exists flag,
+//                                                             columns, row size, key size
+//   "  #   COLUMN     TYPE KEY NOT_NULL WDTH ROFFS KOFFS"
+//   " (%02d) %-10.10s   %2d %3d %8d %4d %5d %5d"              per column: number, name, type,
+//                                                             key place, not-null, width, row
+//                                                             offset, key offset
+std::vector<std::string> dump_tab_desc_lines(const TABDESC& desc);
+// Writes the dump to the trace (level 11).
+void dump_tab_desc(const TABDESC& desc);
+
 // Key offsets and key size from the columns' key places; RC_INTERNAL_ERROR when the places
 // are not 1..k without gaps.
 int32_t cash_upd_key(TABDESC* desc);
@@ -115,23 +70,6 @@ int32_t cash_upd_key(TABDESC* desc);
 // cash_upd_key; DBI_E_INV_COL_NAM for an unknown or repeated column.
 int32_t tab_set_primary_key(TABDESC* desc, std::span<const char* const> colnames);
 
-// Catalogue rows.
-struct SyscatlgRow {
-  std::string creator;
-  std::string tname;
-  int32_t rowlen = 0;
-  int16_t ncols = 0;
-};
-struct SyscolsRow {
-  std::string creator;
-  std::string tname;
-  std::string cname;
-  int16_t coltype = 0;
-  int16_t colno = 0;
-  int32_t length = 0;   // text width
-  int16_t nulls = 0;    // 1 nullable, 0 NOT NULL
-  int16_t primkey = 0;  // place in the primary key, 0 none
-};
 // Yields a table's rows: 0, DBI_E_TABERR when the catalogue has no such table, or the
 // reader's own failure code. An empty creator matches any.
 using CatalogueReader = int32_t (*)(const TABSPEC& ts, SyscatlgRow* table,

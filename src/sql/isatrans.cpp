@@ -1,11 +1,12 @@
 // isatrans: the open tables of the database, and transactions with their undo log.
+#include "sql/isatrans.h"
+
 #include <cstring>
 #include <utility>
 
 #include "platform/platform.h"
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 #include "sql/isadbg.h"
-#include "sql/isaexe.h"
 #include "sql/isaval.h"
 #include "sql/status.h"
 
@@ -37,6 +38,11 @@ State& st() {
 }
 
 }  // namespace
+
+void claim_indexes(TabHandle* t, IndexOwner* by) {
+  if (t->owner != nullptr && t->owner != by) t->owner->save();
+  t->owner = by;
+}
 
 bool is_sort_index_name(const char* name) {
   if (name[0] != 'S' || name[1] == '\0') return false;
@@ -448,7 +454,7 @@ int32_t StmtFrame::finish(int32_t rc) {
   return rc;
 }
 
-void isaexe_reset_for_tests() {
+void isatrans_reset_for_tests() {
   State& s = st();
   s.log.clear();
   s.held.clear();

@@ -8,7 +8,7 @@
 #include <utility>
 #include <limits>
 
-#include "runtime/numtext.h"
+#include "runtime/runtime.h"
 #include "sql/status.h"
 
 namespace kyt {

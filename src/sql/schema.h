@@ -4,7 +4,7 @@
 // in declaration order: name, type, width, not-null flag and place in the primary key. From
 // this one description come the CREATE TABLE and CREATE UNIQUE INDEX statements of every
 // table, the catalogue rows from which descriptors are loaded until the on-disk catalogue is
-// open, and later the per-table modules, dumps and imports.
+// open, and the element layouts of the per-table modules (sql/tables).
 //
 // Deliberate quirks, kept: the key columns KEYID and FLAGPUBLIC of SV and N of TC and XP may
 // be null; LC and LD have no primary index (no index statement); OP has a second unique
@@ -30,7 +30,7 @@
 #include <string_view>
 #include <vector>
 
-#include "sql/isatab.h"
+#include "sql/sqltype.h"
 
 namespace kyt {
 
@@ -71,7 +71,8 @@ std::string create_table_text(const SchemaTable& t);
 // ("CREATE UNIQUE INDEX IDX_OID ON OP (ODETTEID)"); none for a table without primary key.
 std::vector<std::string> create_index_texts(const SchemaTable& t);
 
-// The catalogue reader backed by this description (see isatab.h): the SYSCATLG row and the
+// The catalogue reader backed by this description (isatab.h installs it until the
+// executor installs the reader of the catalogue on disk): the SYSCATLG row and the
 // SYSCOLS rows of a station or catalogue table; DBI_E_TABERR for any other.
 int32_t schema_catalogue(const TABSPEC& ts, SyscatlgRow* table, std::vector<SyscolsRow>* cols);
 

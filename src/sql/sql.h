@@ -1,30 +1,28 @@
-// sql: the front door of the SQL layer for the other folders.
+// sql: the front door of the SQL layer for the folders above it (services, api, tools, and
+// the tests of other folders). They include this header only, never one of the layer's own.
 //
-//   status.h      status codes (OK_STATE, RC_INTERNAL_ERROR, DBI_..., LPDBI_...) and names
-//   pool.h        statement pools (stmt_pool, dbi_pool) and pool lists
-//   isatab.h      table and column descriptors, Ep_htb_tabs, get_tab_desc, cash_tab,
-//                 cash_upd_key, tab_file, the catalogue reader
-//   isadbg.h      descriptor dump, isaerr line
-//   schema.h      the station schema: every table, its CREATE statements, catalogue rows
-//   stmt.h        the statement record, expression trees, print-back, LIKE
-//   ISAsqlutil.h  the statement interface parser (lpdbi_parse) and its bound statement
-//   isapar.h      the executor's statement parser (isapar)
-//   isaval.h      stored fields, conversions, comparisons
-//   isaexe.h      open tables, scans with key ranges, changing statements, transactions
-//   isa.h         the executor's numbered operations and cursors
+// What the layer offers:
+//   status.h        the statuses (OK_STATE, RC_INTERNAL_ERROR, DBI_..., LPDBI_...) and their
+//                   names and texts (sql_status_name, sql_status_text)
+//   dbi.h           host variables (HostVar) and the statement as the interface reads it
+//   isa.h           the statement entry (isa_exec, isa_run), the database and transaction
+//                   operations, the cursors (isa801_alloc_cursor ... isa_fetch_texts), and
+//                   the reset of the layer for tests
+//   schema.h        the description of every station table and of the catalogue, with the
+//                   column types and names it is made of (sqltype.h)
+//   tables/tables.h the per-table modules (getKTelemByCn, insKTelem, ...) over the C element
+//                   records of include/kyt/kyt_elem.h
+//
+// Nothing of the executor's internals passes this door: the statement record, descriptors,
+// open tables, scans and transactions stay inside src/sql. Each header listed is narrow and
+// includes no other header of the layer but those listed here.
 #ifndef KYT_SQL_SQL_H
 #define KYT_SQL_SQL_H
 
-#include "sql/ISAsqlutil.h"
+#include "sql/dbi.h"
 #include "sql/isa.h"
-#include "sql/isaexe.h"
-#include "sql/isaval.h"
-#include "sql/isadbg.h"
-#include "sql/isapar.h"
-#include "sql/isatab.h"
-#include "sql/pool.h"
 #include "sql/schema.h"
 #include "sql/status.h"
-#include "sql/stmt.h"
+#include "sql/tables/tables.h"
 
 #endif  // KYT_SQL_SQL_H

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 #include "sql/status.h"
 
 namespace kyt::sql {

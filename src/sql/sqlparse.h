@@ -48,7 +48,7 @@
 #include <span>
 #include <string_view>
 
-#include "sql/ISAsqlutil.h"
+#include "sql/dbi.h"
 #include "sql/pool.h"
 #include "sql/sqlscan.h"
 #include "sql/stmt.h"

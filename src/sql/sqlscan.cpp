@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "runtime/numtext.h"
+#include "runtime/runtime.h"
 
 namespace kyt::sql {
 

@@ -13,9 +13,9 @@
 
 #include "isam/isam.h"
 #include "kyt/kyt.h"
-#include "runtime/lpdsn.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
-#include "sql/isa.h"
+#include "sql/sql.h"
 #include "testutil.h"
 
 namespace {

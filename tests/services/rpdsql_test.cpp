@@ -10,10 +10,9 @@
 #include "api/guard.h"
 #include "isam/isam.h"
 #include "kyt/kyt.h"
-#include "runtime/lpdsn.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
-#include "sql/isa.h"
-#include "sql/status.h"
+#include "sql/sql.h"
 #include "sql/trace_capture.h"
 #include "testutil.h"
 

@@ -11,7 +11,7 @@
 
 #include "cbt/cbt.h"
 #include "isam/isam.h"
-#include "runtime/lpdsn.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
 #include "sql/isa.h"
 #include "platform/platform.h"

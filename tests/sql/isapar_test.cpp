@@ -5,7 +5,15 @@
 
 #include <string>
 
-#include "sql/sql.h"
+#include "sql/ISAsqlutil.h"
+#include "sql/isa.h"
+#include "sql/isadbg.h"
+#include "sql/isatab.h"
+#include "sql/isaval.h"
+#include "sql/pool.h"
+#include "sql/schema.h"
+#include "sql/status.h"
+#include "sql/stmt.h"
 #include "trace_capture.h"
 
 namespace kyt {

@@ -8,8 +8,16 @@
 #include <string>
 #include <vector>
 
-#include "runtime/lpdsn.h"
-#include "sql/sql.h"
+#include "runtime/runtime.h"
+#include "sql/ISAsqlutil.h"
+#include "sql/isa.h"
+#include "sql/isadbg.h"
+#include "sql/isapar.h"
+#include "sql/isaval.h"
+#include "sql/pool.h"
+#include "sql/schema.h"
+#include "sql/status.h"
+#include "sql/stmt.h"
 #include "testutil.h"
 #include "trace_capture.h"
 

@@ -9,7 +9,7 @@
 
 #include "isam/isam.h"
 #include "platform/platform.h"
-#include "runtime/lpdsn.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
 #include "sql/isa.h"
 #include "sql/status.h"

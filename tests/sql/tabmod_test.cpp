@@ -11,8 +11,7 @@
 #include <vector>
 
 #include "isam/isam.h"
-#include "runtime/lpdsn.h"
-#include "runtime/rpxdt.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
 #include "sql/isa.h"
 #include "sql/pool.h"

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 #include "testutil.h"
 
 namespace kyt::test {

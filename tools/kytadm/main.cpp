@@ -14,10 +14,9 @@
 #include <optional>
 
 #include "isam/isam.h"
-#include "runtime/lpdsn.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
-#include "sql/isa.h"
-#include "sql/status.h"
+#include "sql/sql.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // ISAsqlkt: the access module of KT (commands).
 #include "sql/tables/tables.h"
 
-#include "runtime/rpxdt.h"
+#include "runtime/runtime.h"
 #include "sql/tables/tabmod.h"
 
 namespace kyt {

@@ -10,12 +10,12 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/rpxdt.h"
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 #include "services/rpdsql.h"
 #include "sql/isa.h"
 #include "sql/isadbg.h"
-#include "sql/isaexe.h"
+#include "sql/isachg.h"
+#include "sql/isatrans.h"
 #include "sql/pool.h"
 #include "sql/status.h"
 #include "sql/stmt.h"

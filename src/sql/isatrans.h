@@ -1,4 +1,4 @@
-// isaexe: the tables of the open database and the statements that change them.
+// isatrans: the tables of the open database, and transactions with their undo log.
 //
 // Open tables. A table is opened (its ISAM database "%s/%-.8s.DB") when a statement or a
 // cursor first needs it and closed again as soon as nobody uses it: the running statement,
@@ -23,12 +23,12 @@
 // system. Creating a table is undone by removing its files; a dropped table's files are
 // removed only when the transaction commits. Sort indexes stay.
 //
-// Key ranges. Where a condition's top-level AND terms fix the first columns of the scanned
-// index by equality, and possibly bound the next one, a scan reads only that part of the
-// index; the condition is still checked on every row read, so rows, order and statuses are
-// those of a scan of the whole index.
-#ifndef KYT_SQL_ISAEXE_H
-#define KYT_SQL_ISAEXE_H
+// The executor's other modules sit on this one: isascan (scans with key ranges), isachg
+// (the changing statements) and isaddl (the table statements and the catalogue on disk).
+// This module knows a reader of the indexes only as an IndexOwner, so that it needs none
+// of them.
+#ifndef KYT_SQL_ISATRANS_H
+#define KYT_SQL_ISATRANS_H
 
 #include <cstdint>
 #include <memory>
@@ -37,7 +37,7 @@
 
 #include "isam/isam.h"
 #include "sql/isatab.h"
-#include "sql/isaval.h"
+#include "sql/isadbg.h"
 #include "sql/stmt.h"
 
 namespace kyt {
@@ -45,6 +45,16 @@ namespace kyt {
 constexpr int ISA_CHECK_TAB = 1;
 constexpr int kReleaseCreated = 0x0010;  // after table creation
 constexpr int kReleaseCursor = 0x0011;   // when a cursor closes or a statement ends
+
+// A reader of a table's indexes (a scan) that keeps its place in them while another user
+// moves them: save() stores the position, which the reader restores itself when it reads on.
+class IndexOwner {
+ public:
+  virtual void save() = 0;
+
+ protected:
+  ~IndexOwner() = default;
+};
 
 struct UniqueIndex {
   IsamIndex* index;
@@ -64,12 +74,12 @@ struct TabHandle {
   int users = 0;
   bool parked = false;       // unused: files open but unlocked (isuspend_db) until used again
   bool in_trans = false;     // the open transaction holds a use
-  class Scan* owner = nullptr;  // the reader whose position the indexes hold
+  IndexOwner* owner = nullptr;  // the reader whose position the indexes hold
 };
 
 // Takes over the indexes' positions for `by` (nullptr: a statement that moves them once);
 // a reader that held them saves its position first.
-void claim_indexes(TabHandle* t, class Scan* by);
+void claim_indexes(TabHandle* t, IndexOwner* by);
 
 // The database directory in use.
 int32_t exe_open_db(const char* dbname);
@@ -88,67 +98,25 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out);
 int32_t release_table(TabHandle* t, int flags);
 int32_t use_table(const TABSPEC& ts, int mode);
 
-// A scan of a table in index order, with the key range of its condition.
-class Scan {
+// A use of a table for the length of one statement (open_table ... release_table).
+class TableUse {
  public:
-  Scan() = default;
-  Scan(const Scan&) = delete;
-  Scan& operator=(const Scan&) = delete;
-  ~Scan();
-
-  // Takes a use of the table; chooses the index (PRIMARY, or the sort index of `order`).
-  int32_t open(const TABSPEC& ts, const PLIST<ORDERITEM>* order, const EXPR* where);
-  // The next row satisfying the condition: 1 (fields() hold it), 0 at the end, or a status.
-  int32_t next();
-  // Deletes the row last delivered.
-  int32_t delete_current();
-  void close();
-
-  const char* const* fields() const { return fields_.data(); }
-  TabHandle* table() const { return t_; }
-  bool is_open() const { return t_ != nullptr; }
-  // The position of the row last delivered (for returning to it later).
-  const IsamPos& saved_position();
-  // Keeps the position while another user moves the indexes.
-  void save();
-  IsamIndex* index() const { return index_; }
+  TableUse() = default;
+  TableUse(const TableUse&) = delete;
+  TableUse& operator=(const TableUse&) = delete;
+  ~TableUse() { release_table(t_, kReleaseCursor); }
+  int32_t open(const TABDESC* td) { return open_table(td->ts, &t_); }
+  TabHandle* operator->() const { return t_; }
+  TabHandle* get() const { return t_; }
 
  private:
-  int32_t start();
-  int32_t read_current();
-  // DBI_E_DAMAGED when a field of the row in fields_ is longer than its column.
-  int32_t check_row();
-  // The row test of ifindwhere: 0 skip, 1 take, 2 past the key range.
-  static int judge(void* self, const char* const* fields);
-
   TabHandle* t_ = nullptr;
-  IsamIndex* index_ = nullptr;
-  bool backward_ = false;
-  const EXPR* where_ = nullptr;
-  RowCondition cond_;               // where_, prepared for the rows of the scan
-  std::vector<int> key_cols_;       // columns of the index's key fields
-  std::vector<std::string> eq_;     // texts fixed for the first key columns
-  bool has_lo_ = false, has_hi_ = false, hi_incl_ = false;
-  std::string lo_, hi_;             // bounds of the next key column's text
-  bool started_ = false, done_ = false;
-  IsamPos pos_;                     // valid while another user holds the indexes
-  int32_t save_rc_ = 0;             // a failed save ends the scan with this status
-  int shown_ = 0;                   // leading fields the row test reads
-  std::vector<char> buf_;
-  std::vector<const char*> fields_;
 };
 
-// The changing statements. `where` and values carry their bound "?" values.
-int32_t exec_insert(int flag, TABDESC* td, const PLIST<COLREF>& cols, const PLIST<EXPR*>& values);
-int32_t exec_update(TABDESC* td, const PLIST<SETITEM>& set, const EXPR* where);
-int32_t exec_delete(TABDESC* td, const EXPR* where);
-// CREATE TABLE, CREATE [UNIQUE] INDEX, DROP TABLE and the statements of the other kinds.
-int32_t exec_statement(STMT* s);
-// Creates SYSCATLG and SYSCOLS in the open database unless present.
-int32_t exec_create_catalogue();
-
-// The catalogue reader of the open database (SYSCATLG and SYSCOLS on disk).
-CatalogueReader disk_catalogue_reader();
+// A failed ISAM step on an open table (or none): its status (a lock held elsewhere, a key
+// too long, a damaged file, else an internal failure), traced with the table's file and
+// noted as the statement's cause at the calling line.
+#define KYT_TABFAIL(what, t) KYT_ISAMFAIL(what, (t) != nullptr ? (t)->file : std::string())
 
 // Transactions.
 int32_t trans_begin();
@@ -191,8 +159,8 @@ bool is_sort_index_name(const char* name);
 int32_t refresh_table(TabHandle* t);
 
 // Resets everything (tests).
-void isaexe_reset_for_tests();
+void isatrans_reset_for_tests();
 
 }  // namespace kyt
 
-#endif  // KYT_SQL_ISAEXE_H
+#endif  // KYT_SQL_ISATRANS_H
