@@ -1,9 +1,11 @@
 // kytlog: writing the station log and handing messages to the log-writer channel.
 #include "runtime/kytlog.h"
 
+#include <chrono>
 #include <cstdio>
 #include <new>
 #include <string>
+#include <thread>
 
 #include "platform/platform.h"
 #include "runtime/lpdsn.h"
@@ -16,6 +18,7 @@ namespace {
 
 constexpr const char* kModule = "KYTEXE";
 constexpr const char* kTopic = "m";
+constexpr int kLockTries = 400;  // 5 ms apart
 
 struct State {
   log_channel_fn channel = nullptr;
@@ -36,8 +39,29 @@ void append_safe(std::string* out, std::string_view s) {
   }
 }
 
+// Appends one line. Several processes write the log: the line is written at the end of the
+// file while its first bytes are locked (opening for appending alone is not enough where the
+// system does not make a write at the end one step, as under wine). When the lock cannot be
+// had within about two seconds the line is appended without it rather than lost.
 bool write_line(const std::string& file, const std::string& line) {
+  if (!platform::file_exists(file.c_str())) {
+    platform::File make;  // made without cutting what another process may just have written
+    if (!make.open(file.c_str(), platform::OpenMode::kAppend)) return false;
+  }
   platform::File f;
+  if (f.open(file.c_str(), platform::OpenMode::kReadWrite)) {
+    bool locked = false;
+    for (int i = 0; i < kLockTries && !(locked = f.lock_header()); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (locked) {
+      const int64_t end = f.size();
+      const bool written =
+          end >= 0 && f.write_at(line.data(), line.size(), end) == static_cast<int64_t>(line.size());
+      f.unlock_header();
+      return f.close() && written;
+    }
+    f.close();
+  }
   if (!f.open(file.c_str(), platform::OpenMode::kAppend)) return false;
   const bool written = f.write(line.data(), line.size()) == static_cast<int64_t>(line.size());
   return f.close() && written;

@@ -9,8 +9,9 @@
 // the local date-time text (rpxdt), the severity letter, the key and the text with its
 // arguments in place. Nothing is cut: a text of 5000 bytes is written whole. A byte below
 // 0x20 or 0x7F in the key or the text (a line break inside an argument) is written as a
-// blank, so every message is exactly one line. Each line goes to the file in one write of a
-// file opened for appending, so lines of several processes do not mix.
+// blank, so every message is exactly one line. Each line goes to the end of the file in one
+// write while the file's first four bytes are locked, so lines of several processes neither
+// mix nor overwrite each other.
 //
 // The line without its date-time ("S KEY TEXT", which begins with the severity letter) is
 // then handed to the log-writer channel, when one is installed (the monitor installs it when
