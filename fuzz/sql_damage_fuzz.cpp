@@ -111,6 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   for (; i + 4 <= size; i += 4) {
     std::string& f = files[data[i] % 2];
+    if (f.empty()) continue;  // the data file cut to nothing
     const size_t pos = ((static_cast<size_t>(data[i + 1]) << 8) | data[i + 2]) % f.size();
     f[pos] = static_cast<char>(data[i + 3]);
   }
