@@ -76,6 +76,9 @@ int idelrec(IsamDb* db, IsamIndex* index) {
       return -1;
     }
   }
+  // The holes tree too, before anything changes: opening it may fail (for memory as well),
+  // and a record out of its indexes must get its hole.
+  if (!I_open_holes(db)) return -1;
   int rc = 1;
   size_t k = 0;
   for (IsamIndex* i = db->indexes; i != nullptr; i = i->next) {

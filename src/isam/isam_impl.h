@@ -39,6 +39,15 @@ struct IsamIndex {
   bool marked = false;                // imarkrec was called
   std::string mark_key;               // the marked entry (keyed) ...
   int32_t mark_offset = 0;            // ... and its record offset
+
+  IsamIndex() = default;
+  IsamIndex(const IsamIndex&) = delete;
+  IsamIndex& operator=(const IsamIndex&) = delete;
+  // An index given up on a path that did not close it (an open that failed half way, for
+  // memory) still gives its tree back, with the file's lock; closing sets cursor to null.
+  ~IsamIndex() {
+    if (cursor != nullptr) cbclose(cursor);
+  }
 };
 
 struct IsamDb {
@@ -72,6 +81,16 @@ struct IsamDb {
   bool suspended = false;  // isuspend_db: files open, locks given up; only resume or close
   bool evicted = false;    // suspended, and its files closed for another open of the name
   bool holes_idle = false; // the holes tree is open but its lock not taken since resuming
+
+  IsamDb() = default;
+  IsamDb(const IsamDb&) = delete;
+  IsamDb& operator=(const IsamDb&) = delete;
+  // As IsamIndex: trees still open when the database is given up are closed (the indexes
+  // in `owned` close theirs), so no failure path leaves a file locked.
+  ~IsamDb() {
+    if (holes != nullptr) cbclose(holes);
+    if (tree != nullptr) cbclose(tree);
+  }
 };
 
 // Writes the data file's pending pages: false with isam_errno 7 and the "flushdb" trace line

@@ -119,9 +119,8 @@ IsamDb* open_db(const char* name, bool readonly) {
     isam_errno = err;
     return nullptr;
   }
-  IsamDb* handle = db.release();
-  isam_register(handle);
-  return handle;
+  isam_register(db.get());  // may fail for memory: the database is still ours to close then
+  return db.release();
 }
 }  // namespace
 

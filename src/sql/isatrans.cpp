@@ -350,6 +350,7 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
   t->td = td;
   rc = tab_file(td->ts, &t->file);
   if (rc != RC_OK) return rc;
+  const std::string name = t->name;
   t->db = iopen_db(t->file.c_str());
   if (t->db == nullptr) {
     if (isam_errno == kIsamNoFile) {
@@ -361,7 +362,6 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
   // Until the handle is registered nobody else would close the files: they are closed
   // here on every way out, an allocation that fails (an exception) among them.
   IsamDb* const db = t->db;
-  const std::string name = t->name;
   try {
     rc = describe(t.get());
     if (rc != RC_OK) {

@@ -34,7 +34,9 @@ void* operator new(std::size_t n) {
   if (void* p = std::malloc(n == 0 ? 1 : n)) return p;
   throw std::bad_alloc();
 }
-void* operator new[](std::size_t n) { return ::operator new(n); }
+void* operator new[](std::size_t n) {
+  return ::operator new(n);
+}
 void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
   if (g_fail_after >= 0 && g_fail_after-- == 0) return nullptr;
   return std::malloc(n == 0 ? 1 : n);
@@ -42,10 +44,18 @@ void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
 void* operator new[](std::size_t n, const std::nothrow_t& t) noexcept {
   return ::operator new(n, t);
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+  std::free(p);
+}
+void operator delete[](void* p) noexcept {
+  std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+  std::free(p);
+}
 
 namespace kyt {
 namespace {
@@ -101,20 +111,20 @@ class AllocFail : public ::testing::Test {
 
   // Runs `stmt` (with CN = the attempt's number as its one host variable) with its n-th
   // allocation failing, for every n until one run gets through; each failed attempt must
-  // answer 99 or have finished its work; `done` gives the CN values a finished attempt with
-  // this CN leaves, from those before it.
+  // answer 99 or have finished its work. Attempt n runs with CN = base + n; `done` gives the
+  // CN values a finished attempt with this CN leaves, from those before it.
   using Done = std::function<std::vector<int32_t>(std::vector<int32_t>, int32_t)>;
-  void every_allocation_fails(const char* stmt, const Done& done) {
+  void every_allocation_fails(const char* stmt, int32_t base, const Done& done) {
     std::vector<int32_t> want = cns();
     int failed = 0;
     for (int n = 0; n < 2000; ++n) {
-      int32_t cn = 1000 + n;
+      int32_t cn = base + n;
       g_fail_after = n;
       const int32_t rc = exec(stmt, &cn);
       const bool reached = g_fail_after < 0;
       g_fail_after = -1;
       if (reached) ++failed;
-      if (rc == 0) want = done(want, 1000 + n);
+      if (rc == 0) want = done(want, base + n);
       if (reached && rc != 0) {
         EXPECT_EQ(rc, KYT_INTERNAL_ERROR) << stmt << ", allocation " << n;
       }
@@ -135,21 +145,23 @@ class AllocFail : public ::testing::Test {
 };
 
 TEST_F(AllocFail, ChangesAnswer99AndChangeNothing) {
-  every_allocation_fails("INSERT INTO KT VALUES(?, 'x')", [](std::vector<int32_t> v, int32_t cn) {
-    v.push_back(cn);
-    return v;
-  });
-  every_allocation_fails("UPDATE KT SET CN = ? WHERE CN = 1",
+  every_allocation_fails("INSERT INTO KT VALUES(?, 'x')", 1000,
+                         [](std::vector<int32_t> v, int32_t cn) {
+                           v.push_back(cn);
+                           return v;
+                         });
+  every_allocation_fails("UPDATE KT SET CN = ? WHERE CN = 1", 5000,
                          [](std::vector<int32_t> v, int32_t cn) {
                            if (v.empty() || v.front() != 1) return v;
                            v.front() = cn;
                            std::sort(v.begin(), v.end());
                            return v;
                          });
-  every_allocation_fails("DELETE FROM KT WHERE CN < ?", [](std::vector<int32_t> v, int32_t cn) {
-    std::erase_if(v, [cn](int32_t x) { return x < cn; });
-    return v;
-  });
+  every_allocation_fails("DELETE FROM KT WHERE CN < ?", 1000,
+                         [](std::vector<int32_t> v, int32_t cn) {
+                           std::erase_if(v, [cn](int32_t x) { return x < cn; });
+                           return v;
+                         });
 }
 
 TEST_F(AllocFail, ReadAnswers99) {

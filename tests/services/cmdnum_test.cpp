@@ -11,6 +11,7 @@
 #include "runtime/lpdsn.h"
 #include "services/cmdnum.h"
 #include "services/rpdsql.h"
+#include "sql/pool.h"  // pool_reset_for_tests
 #include "sql/sql.h"
 #include "sql/tables/tables.h"
 #include "testutil.h"
