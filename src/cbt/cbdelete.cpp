@@ -2,8 +2,8 @@
 // children (rmv_unused_keys), and removal of a root left with only its low child.
 #include "cbt/cbdelete.h"
 
-#include "cbt/delnode.h"
 #include "cbt/cberr.h"
+#include "cbt/delnode.h"
 
 namespace kyt {
 

@@ -2,9 +2,9 @@
 #include "cbt/cbmodify.h"
 
 #include "cbt/cbdelete.h"
+#include "cbt/cberr.h"
 #include "cbt/cbinsert.h"
 #include "cbt/node.h"
-#include "cbt/cberr.h"
 
 namespace kyt {
 

@@ -3,6 +3,7 @@
 #include "cbt/node.h"
 
 #include <bit>
+
 #include "cbt/cberr.h"
 
 namespace kyt {
