@@ -1,26 +1,21 @@
-// bufpool: block I/O, the LRU buffer pool with its block index, the registries, and the
-// file-level operations of the B-tree layer.
+// bufpool: the buffer pool (buffers, the block index, the LRU chain), block I/O, and the
+// block-level operations on a block file.
 #include "cbt/bufpool.h"
-#include "cbt/node.h"
 
-#include <cstdlib>
 #include <memory>
 #include <new>
+#include <vector>
 
-#include "runtime/trace.h"
+#include "cbt/cberr.h"
+#include "cbt/registry.h"
 
 namespace kyt {
 
-int bp_errno = 0;
-int cb_errcode = 0;
-int cb_fcncode = 0;
-int cb_concode = 0;
+int bp_errno = kBpOk;
 
 namespace {
 
 constexpr const char* kModule = "bufpool";
-constexpr const char* kTopic = "b";
-#define BP_TRACE(...) KYT_TRACE(kModule, kTopic, 1, __VA_ARGS__)
 
 // Buffer header; the data area follows it directly, at kHeaderSize.
 struct Buf {
@@ -40,8 +35,6 @@ constexpr std::align_val_t kAlign{64};
 Buf* header_of(const uint8_t* data) {
   return reinterpret_cast<Buf*>(const_cast<uint8_t*>(data) - kHeaderSize);
 }
-
-constexpr int kScratchCount = 8;
 
 }  // namespace
 
@@ -81,43 +74,18 @@ struct BFile {
 
 namespace {
 
+// The registries of the pool: every pool and every open block file.
 struct State {
   Pool* pools = nullptr;
   BFile* bfiles = nullptr;
-  TreeFile* trees = nullptr;
-  CbCursor* cursors = nullptr;
-  Pool* pool = nullptr;  // the layer's pool
-  int bufsize = 0;       // 0: not initialised
-  int bufcount = 0;
-  uint8_t* scratch[kScratchCount] = {};
-  int scratch_used = 0;
 };
 State& st() {
   static State s;
   return s;
 }
 
-// ---- registries ----
-
-// Whether `item` is on the registry list that starts at `head`.
-template <typename T>
-bool on_list(const T* head, const T* item) {
-  for (const T* q = head; q != nullptr; q = q->next) {
-    if (q == item) return true;
-  }
-  return false;
-}
 bool pool_member(const Pool* p) { return on_list<Pool>(st().pools, p); }
 bool bfile_member(const BFile* b) { return on_list<BFile>(st().bfiles, b); }
-template <typename T>
-void unlink_from(T** head, T* item) {
-  for (T** pp = head; *pp != nullptr; pp = &(*pp)->next) {
-    if (*pp == item) {
-      *pp = item->next;
-      return;
-    }
-  }
-}
 
 // ---- block index ----
 
@@ -252,15 +220,15 @@ Buf* empty_rec(Pool* p) {
     if (b->pin != 0) continue;
     if (b->dirty) {
       if (write_buf(b) != 1) {
-        BP_TRACE("empty_rec : writeblk failed (block %lld)", static_cast<long long>(b->blkno));
-        bp_errno = 4;
+        CB_TRACE(kModule, "empty_rec : writeblk failed (block %lld)", static_cast<long long>(b->blkno));
+        bp_errno = kBpIo;
         continue;  // it keeps its block and stays dirty
       }
     }
     forget_block(p, b);
     return b;
   }
-  bp_errno = 3;
+  bp_errno = kBpNoBuffer;
   return nullptr;
 }
 
@@ -286,12 +254,12 @@ int writeblk(platform::File* f, uint32_t blkno, int blksize, const uint8_t* buf)
 
 Pool* make_pool(int bufsize, int n) {
   if (bufsize <= 0 || n < 0) {
-    bp_errno = 2;
+    bp_errno = kBpMemory;
     return nullptr;
   }
   Pool* p = new (std::nothrow) Pool;
   if (p == nullptr) {
-    bp_errno = 2;
+    bp_errno = kBpMemory;
     return nullptr;
   }
   p->bufsize = bufsize;
@@ -303,23 +271,23 @@ Pool* make_pool(int bufsize, int n) {
     unlink_from(&st().pools, p);
     delete[] p->slots;
     delete p;
-    bp_errno = 2;
+    bp_errno = kBpMemory;
     return nullptr;
   }
-  bp_errno = 0;
+  bp_errno = kBpOk;
   return p;
 }
 
 int add_bufs(Pool* p, int n) {
   if (!pool_member(p)) {
-    BP_TRACE("add_bufs : not member (pool)!");
-    bp_errno = 1;
+    CB_TRACE(kModule, "add_bufs : not member (pool)!");
+    bp_errno = kBpNoPool;
     return 0;
   }
-  bp_errno = 0;
+  bp_errno = kBpOk;
   if (n <= 0) return 0;
   if (!index_reserve(p, p->count + n)) {
-    bp_errno = 2;
+    bp_errno = kBpMemory;
     return 0;
   }
   int added = 0;
@@ -327,7 +295,7 @@ int add_bufs(Pool* p, int n) {
     void* mem = ::operator new(kHeaderSize + static_cast<size_t>(p->bufsize), kAlign,
                                std::nothrow);
     if (mem == nullptr) {
-      bp_errno = 2;
+      bp_errno = kBpMemory;
       break;
     }
     Buf* b = static_cast<Buf*>(mem);
@@ -351,11 +319,11 @@ int add_bufs(Pool* p, int n) {
 
 int rmv_bufs(Pool* p, int n) {
   if (!pool_member(p)) {
-    BP_TRACE("rmv_bufs : not member (pool)!");
-    bp_errno = 1;
+    CB_TRACE(kModule, "rmv_bufs : not member (pool)!");
+    bp_errno = kBpNoPool;
     return 0;
   }
-  bp_errno = 0;
+  bp_errno = kBpOk;
   int removed = 0;
   for (; removed < n; ++removed) {
     Buf* b = empty_rec(p);
@@ -369,18 +337,18 @@ int rmv_bufs(Pool* p, int n) {
 
 int free_pool(Pool* p) {
   if (!pool_member(p)) {
-    BP_TRACE("free_pool : not member (pool)!");
-    bp_errno = 1;
+    CB_TRACE(kModule, "free_pool : not member (pool)!");
+    bp_errno = kBpNoPool;
     return -1;
   }
   int rc = 1;
-  bp_errno = 0;
+  bp_errno = kBpOk;
   Buf* b = p->first;
   while (b != nullptr) {
     Buf* next = b->next;
     if (b->dirty && write_buf(b) != 1) {
-      BP_TRACE("free_pool : writeblk failed ");
-      bp_errno = 4;
+      CB_TRACE(kModule, "free_pool : writeblk failed ");
+      bp_errno = kBpIo;
       rc = -1;
     }
     free_buf(b);
@@ -401,21 +369,21 @@ constexpr int kFirstRead = 16384;
 
 BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   if (!pool_member(pool)) {
-    BP_TRACE("open_bfile : not member (pool)!");
-    bp_errno = 1;
+    CB_TRACE(kModule, "open_bfile : not member (pool)!");
+    bp_errno = kBpNoPool;
     return nullptr;
   }
   BFile* bf = new (std::nothrow) BFile;
   if (bf == nullptr) {
-    bp_errno = 2;
+    bp_errno = kBpMemory;
     return nullptr;
   }
   bf->readonly = readonly;
   if (!bf->file.open(name, readonly ? platform::OpenMode::kRead : platform::OpenMode::kReadWrite) ||
       (!readonly && !bf->file.lock_header())) {
-    BP_TRACE("open_bfile : open or lock of %s failed", name);
+    CB_TRACE(kModule, "open_bfile : open or lock of %s failed", name);
     delete bf;  // closes the handle
-    bp_errno = 4;
+    bp_errno = kBpIo;
     return nullptr;
   }
   // The block size is the file's first word; one read takes block 0 with it, since the
@@ -424,14 +392,14 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   std::unique_ptr<uint8_t[]> first(new (std::nothrow) uint8_t[want]);
   if (first == nullptr) {
     delete bf;
-    bp_errno = 2;
+    bp_errno = kBpMemory;
     return nullptr;
   }
   const int64_t got = bf->file.read_at(first.get(), want, 0);
   if (got < 4) {
-    BP_TRACE("open_bfile : readblk failed");
+    CB_TRACE(kModule, "open_bfile : readblk failed");
     delete bf;
-    bp_errno = 4;
+    bp_errno = kBpIo;
     return nullptr;
   }
   uint32_t size = rd32(first.get());
@@ -440,15 +408,15 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   // may empty it (cbcreate), so it is read by system call only.
   if (!readonly) bf->file.map_reads();
   if (size > static_cast<uint32_t>(pool->bufsize)) {
-    BP_TRACE("open_bfile : blocksize %u > buffer size %d", size, pool->bufsize);
+    CB_TRACE(kModule, "open_bfile : blocksize %u > buffer size %d", size, pool->bufsize);
     delete bf;
-    bp_errno = 7;
+    bp_errno = kBpBlockSize;
     return nullptr;
   }
   if (size < 32) {  // cannot even hold the header: not a block file
-    BP_TRACE("open_bfile : blocksize %u too small", size);
+    CB_TRACE(kModule, "open_bfile : blocksize %u too small", size);
     delete bf;
-    bp_errno = 4;
+    bp_errno = kBpIo;
     return nullptr;
   }
   bf->blksize = static_cast<int>(size);
@@ -456,22 +424,22 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   bf->pool = pool;
   bf->next = st().bfiles;
   st().bfiles = bf;
-  bp_errno = 0;
+  bp_errno = kBpOk;
   return bf;
 }
 
 namespace {
-// The pool of a registered block file. Otherwise nullptr, with bp_errno 8 (block file) or
-// 1 (pool) and the operation's trace line "<op> : not member (bfile)!" / "(<pool_word>)!".
+// The pool of a registered block file. Otherwise nullptr, with bp_errno kBpNoBfile or
+// kBpNoPool and the operation's trace line "<op> : not member (bfile)!" / "(<pool_word>)!".
 Pool* member_pool(BFile* bf, const char* op, const char* pool_word = "pool") {
   if (!bfile_member(bf)) {
-    BP_TRACE("%s : not member (bfile)!", op);
-    bp_errno = 8;
+    CB_TRACE(kModule, "%s : not member (bfile)!", op);
+    bp_errno = kBpNoBfile;
     return nullptr;
   }
   if (!pool_member(bf->pool)) {
-    BP_TRACE("%s : not member (%s)!", op, pool_word);
-    bp_errno = 1;
+    CB_TRACE(kModule, "%s : not member (%s)!", op, pool_word);
+    bp_errno = kBpNoPool;
     return nullptr;
   }
   return bf->pool;
@@ -482,7 +450,7 @@ int flush_bfile(BFile* bf) {
   Pool* p = member_pool(bf, "flush_bfile");
   if (p == nullptr) return -1;
   int rc = 1;
-  bp_errno = 0;
+  bp_errno = kBpOk;
   // Changed buffers were mostly used last: the walk back from the most recently used end
   // stops at the oldest of them, and they are written from there on, oldest first. (No
   // list is made: a flush must not fail for want of memory.)
@@ -497,8 +465,8 @@ int flush_bfile(BFile* bf) {
   for (Buf* b = from; b != nullptr; b = b->next) {
     if (b->file != bf || !b->dirty) continue;
     if (write_buf(b) != 1) {  // it stays dirty and counted
-      BP_TRACE("flush_bfile : writeblk failed");
-      bp_errno = 4;
+      CB_TRACE(kModule, "flush_bfile : writeblk failed");
+      bp_errno = kBpIo;
       rc = -1;
       continue;
     }
@@ -509,14 +477,14 @@ int flush_bfile(BFile* bf) {
 
 int close_bfile(BFile* bf) {
   if (!bfile_member(bf)) {
-    BP_TRACE("close_bfile : not member (bfile)!");
-    bp_errno = 8;
+    CB_TRACE(kModule, "close_bfile : not member (bfile)!");
+    bp_errno = kBpNoBfile;
     return -1;
   }
   Pool* p = bf->pool;
   bool pool_ok = pool_member(p);
   int rc = 1;
-  if (flush_bfile(bf) != 1) rc = -1;  // bp_errno 4 from the flush
+  if (flush_bfile(bf) != 1) rc = -1;  // bp_errno kBpIo from the flush
   // The file goes whatever happened: its buffers are given back to the pool, the dirty ones
   // too. What the flush could not write can never be written after the file is closed, and
   // a buffer kept for it would be lost to every other file for the rest of the process.
@@ -524,8 +492,8 @@ int close_bfile(BFile* bf) {
     for (Buf* b = p->first; b != nullptr; b = b->next) {
       if (b->file != bf) continue;
       if (b->pin != 0) {
-        BP_TRACE("close_bfile : block %lld still pinned", static_cast<long long>(b->blkno));
-        if (rc == 1) bp_errno = 6;
+        CB_TRACE(kModule, "close_bfile : block %lld still pinned", static_cast<long long>(b->blkno));
+        if (rc == 1) bp_errno = kBpPinned;
         rc = -1;
         mark_dirty(b, 0);
         index_remove(p, b);
@@ -539,7 +507,7 @@ int close_bfile(BFile* bf) {
   if (!bf->readonly) bf->file.unlock_header();
   unlink_from(&st().bfiles, bf);
   delete bf;
-  bp_errno = rc == 1 ? 0 : saved;
+  bp_errno = rc == 1 ? kBpOk : saved;
   return rc;
 }
 
@@ -555,15 +523,15 @@ uint8_t* get_blk(BFile* bf, uint32_t blkno) {
   if (b == nullptr) {
     b = empty_rec(p);
     if (b == nullptr) {
-      BP_TRACE("getblk : empty_rec failed !");
-      bp_errno = 3;
+      CB_TRACE(kModule, "getblk : empty_rec failed !");
+      bp_errno = kBpNoBuffer;
       return nullptr;
     }
     if (blkno == 0 && first != nullptr) {
       std::memcpy(b->data, first.get(), static_cast<size_t>(bf->blksize));
     } else if (readblk(&bf->file, blkno, bf->blksize, b->data) != 1) {
-      BP_TRACE("getblk : readblk failed !");
-      bp_errno = 4;
+      CB_TRACE(kModule, "getblk : readblk failed !");
+      bp_errno = kBpIo;
       return nullptr;
     }
     b->file = bf;
@@ -575,7 +543,7 @@ uint8_t* get_blk(BFile* bf, uint32_t blkno) {
   }
   ++b->pin;
   touch(p, b);
-  bp_errno = 0;
+  bp_errno = kBpOk;
   return b->data;
 }
 
@@ -585,8 +553,8 @@ uint8_t* new_blk(BFile* bf, uint32_t blkno) {
   bf->block0.reset();
   Buf* b = empty_rec(p);
   if (b == nullptr) {
-    BP_TRACE("new_blk : empty_rec failed !");
-    bp_errno = 3;
+    CB_TRACE(kModule, "new_blk : empty_rec failed !");
+    bp_errno = kBpNoBuffer;
     return nullptr;
   }
   ++b->pin;
@@ -598,7 +566,7 @@ uint8_t* new_blk(BFile* bf, uint32_t blkno) {
   std::memset(b->data, 0, static_cast<size_t>(p->bufsize));
   index_insert(p, b);
   touch(p, b);
-  bp_errno = 0;
+  bp_errno = kBpOk;
   return b->data;
 }
 
@@ -609,8 +577,8 @@ int put_blk(BFile* bf, uint8_t* data, int write_now) {
   if (b->pin > 0) --b->pin;
   if (write_now) {
     if (write_buf(b) != 1) {
-      BP_TRACE("put_blk : writeblk failed");
-      bp_errno = 4;
+      CB_TRACE(kModule, "put_blk : writeblk failed");
+      bp_errno = kBpIo;
       return -1;
     }
     mark_dirty(b, 0);
@@ -618,7 +586,7 @@ int put_blk(BFile* bf, uint8_t* data, int write_now) {
     mark_dirty(b, 1);
   }
   touch(p, b);
-  bp_errno = 0;
+  bp_errno = kBpOk;
   return 1;
 }
 
@@ -628,7 +596,7 @@ int rlse_blk(BFile* bf, uint8_t* data) {
   Buf* b = header_of(data);
   if (b->pin > 0) --b->pin;
   touch(p, b);
-  bp_errno = 0;
+  bp_errno = kBpOk;
   return 1;
 }
 
@@ -641,581 +609,12 @@ void blk_set_checked(uint8_t* data, bool checked) {
   if (!checked && b->file != nullptr) note_written(b->file, b->blkno, false);
 }
 
-// ---- registries of the B-tree layer ----
+int64_t bfile_size(BFile* bf) { return bf->file.size(); }
+void bfile_unlock_header(BFile* bf) { bf->file.unlock_header(); }
+int64_t bfile_relock_header(BFile* bf) { return bf->file.relock_header(); }
 
-bool cursor_registered(const CbCursor* c) { return on_list<CbCursor>(st().cursors, c); }
-bool treefile_registered(const TreeFile* tf) { return on_list<TreeFile>(st().trees, tf); }
-CbCursor* cursor_list() { return st().cursors; }
-int cb_buffer_size() { return st().bufsize; }
-
-uint8_t* scratch_take() {
+void forget_pools_for_tests() {
   State& s = st();
-  if (s.scratch_used >= kScratchCount) return nullptr;
-  return s.scratch[s.scratch_used++];
-}
-void scratch_give(uint8_t* p) {
-  State& s = st();
-  if (s.scratch_used > 0 && s.scratch[s.scratch_used - 1] == p) --s.scratch_used;
-}
-
-CbStats& cb_stats() {
-  static CbStats s;
-  return s;
-}
-
-// ---- header block ----
-
-namespace {
-
-// XOR of the fourteen little-endian 16-bit halves of bytes 0..27.
-uint32_t header_checksum(const uint8_t* h) {
-  uint32_t x = 0;
-  for (int i = 0; i < 28; i += 2) x ^= static_cast<uint32_t>(h[i]) | (static_cast<uint32_t>(h[i + 1]) << 8);
-  return x;
-}
-
-void header_to(const TreeFile* tf, uint8_t* h) {
-  const uint32_t w[7] = {tf->blksize,   tf->root,      tf->last_blk, tf->first_leaf,
-                         tf->last_leaf, tf->free_list, tf->height};
-  for (int i = 0; i < 7; ++i) wr32(h + 4 * i, w[i]);
-  wr32(h + 28, header_checksum(h));
-}
-
-void set_err(int err, int con) {
-  cb_errcode = err;
-  cb_concode = con;
-}
-
-}  // namespace
-
-int read_header(TreeFile* tf) {
-  uint8_t* h = get_blk(tf->bf, 0);
-  if (h == nullptr) {
-    BP_TRACE("read_header : get_blk failed !");
-    set_err(kCbErrGetBlk, 7);
-    return -1;
-  }
-  if (header_checksum(h) != rd32(h + 28)) {
-    BP_TRACE("read_header : checksum error !");
-    rlse_blk(tf->bf, h);
-    set_err(kCbErrChecksum, 7);
-    return -1;
-  }
-  uint32_t w[7];
-  for (int i = 0; i < 7; ++i) w[i] = rd32(h + 4 * i);
-  if (rlse_blk(tf->bf, h) != 1) {
-    set_err(kCbErrRlseBlk, 7);
-    return -1;
-  }
-  // Every block number must name a block of the file; a smaller block than the least a
-  // tree is made with, or one that differs from the file's first word, is damage.
-  bool sane = w[0] == static_cast<uint32_t>(bfile_blksize(tf->bf)) && w[0] >= 48;
-  for (int i = 1; i <= 5; ++i) {
-    if (i != 2 && w[i] > w[2]) sane = false;
-  }
-  if ((w[1] == 0) != (w[6] == 0)) sane = false;
-  // Allocated blocks are written at once, so the file always reaches its last block.
-  if (sane && tf->bf->file.size() < (static_cast<int64_t>(w[2]) + 1) * w[0]) sane = false;
-  if (!sane) {
-    BP_TRACE("read_header : header words out of range !");
-    set_err(kCbErrDamagedTree, 7);
-    return -1;
-  }
-  tf->fill.clear();
-  tf->header_on_disk = true;
-  tf->blksize = w[0];
-  tf->root = w[1];
-  tf->last_blk = w[2];
-  tf->first_leaf = w[3];
-  tf->last_leaf = w[4];
-  tf->free_list = w[5];
-  tf->height = w[6];
-  return 1;
-}
-
-namespace {
-// Puts the header words into block 0 (read from disk, or made anew at creation) and writes
-// it at once. `who` names the caller in the trace lines; concode is its step.
-int store_header(TreeFile* tf, bool fresh, const char* who, int concode) {
-  uint8_t* h = fresh ? new_blk(tf->bf, 0) : get_blk(tf->bf, 0);
-  if (h == nullptr) {
-    BP_TRACE("%s : %s failed !", who, fresh ? "new_blk" : "get_blk");
-    set_err(fresh ? kCbErrNewBlk : kCbErrPutBlk, concode);
-    return -1;
-  }
-  uint8_t words[32];
-  header_to(tf, words);
-  // The buffer of block 0 is never left dirty, so while the file is known to hold the
-  // header, equal words mean an equal block: writing it would change nothing.
-  if (!fresh && tf->header_on_disk && std::memcmp(h, words, sizeof words) == 0) {
-    if (rlse_blk(tf->bf, h) != 1) {
-      BP_TRACE("%s : put_blk failed !", who);
-      set_err(kCbErrPutBlk, concode);
-      return -1;
-    }
-    return 1;
-  }
-  std::memcpy(h, words, sizeof words);
-  tf->header_on_disk = false;  // until the write is known to have succeeded
-  if (put_blk(tf->bf, h, 1) != 1) {
-    BP_TRACE("%s : put_blk failed !", who);
-    set_err(kCbErrPutBlk, concode);
-    return -1;
-  }
-  tf->header_on_disk = true;
-  return 1;
-}
-
-int init_header(TreeFile* tf, uint32_t blksize) {
-  tf->fill.clear();
-  tf->blksize = blksize;
-  tf->root = tf->last_blk = tf->first_leaf = tf->last_leaf = tf->free_list = tf->height = 0;
-  return store_header(tf, true, "init_header", 9);
-}
-}  // namespace
-
-int write_header(TreeFile* tf) { return store_header(tf, false, "write_header", 8); }
-
-// ---- block allocation ----
-
-uint8_t* alloc_blk(TreeFile* tf, uint32_t* blkno) {
-  if (tf->free_list != 0) {
-    uint32_t n = tf->free_list;
-    if (n > tf->last_blk) {
-      BP_TRACE("alloc_blk : free block %u beyond last block %u", n, tf->last_blk);
-      set_err(kCbErrDamagedTree, 23);
-      return nullptr;
-    }
-    uint8_t* p = get_blk(tf->bf, n);
-    if (p == nullptr) {
-      BP_TRACE("alloc_blk : get_blk failed !");
-      set_err(kCbErrGetBlk, 23);
-      return nullptr;
-    }
-    uint32_t next = rd32(p + 4);
-    if (rd32(p) != 0 || next > tf->last_blk || next == n) {
-      BP_TRACE("alloc_blk : block %u on the free list is not free", n);
-      rlse_blk(tf->bf, p);
-      set_err(kCbErrDamagedTree, 23);
-      return nullptr;
-    }
-    tf->free_list = next;
-    ++cb_stats().reused;
-    *blkno = n;
-    return p;
-  }
-  if (tf->last_blk == UINT32_MAX) {
-    set_err(kCbErrNewBlk, 23);
-    return nullptr;
-  }
-  uint32_t n = tf->last_blk + 1;
-  uint8_t* p = new_blk(tf->bf, n);
-  if (p == nullptr) {
-    BP_TRACE("alloc_blk : new_blk failed !");
-    set_err(kCbErrNewBlk, 23);
-    return nullptr;
-  }
-  tf->last_blk = n;
-  // The file grows block by block: the new block is on disk before it is used.
-  if (put_blk(tf->bf, p, 1) != 1) {
-    BP_TRACE("alloc_blk : put_blk failed !");
-    set_err(kCbErrPutBlk, 23);
-    return nullptr;
-  }
-  p = get_blk(tf->bf, n);
-  if (p == nullptr) {
-    BP_TRACE("alloc_blk : get_blk failed !");
-    set_err(kCbErrGetBlk, 23);
-    return nullptr;
-  }
-  *blkno = n;
-  return p;
-}
-
-int free_blk(TreeFile* tf, uint32_t blkno, uint8_t* data) {
-  wr32(data + 4, tf->free_list);
-  wr32(data, 0);
-  blk_set_checked(data, false);
-  fill_forget(tf, blkno);
-  tf->free_list = blkno;
-  if (put_blk(tf->bf, data, 0) != 1) {
-    BP_TRACE("free_blk : put_blk failed !");
-    set_err(kCbErrPutBlk, 47);
-    return -1;
-  }
-  return 1;
-}
-
-// ---- file level of the B-tree layer ----
-
-namespace {
-
-CbCursor* make_cursor(TreeFile* tf, CbCompare cmp) {
-  CbCursor* c = new (std::nothrow) CbCursor;
-  if (c == nullptr) return nullptr;
-  c->tf = tf;
-  c->cmp = cmp != nullptr ? cmp : cb_default_compare;
-  c->next = st().cursors;
-  st().cursors = c;
-  return c;
-}
-
-void drop_cursor(CbCursor* c) {
-  unlink_from(&st().cursors, c);
-  delete c;
-}
-
-TreeFile* find_tree(const char* name) {
-  for (TreeFile* t = st().trees; t != nullptr; t = t->next) {
-    if (t->name == name) return t;
-  }
-  return nullptr;
-}
-
-TreeFile* make_tree(const char* name) {
-  TreeFile* t = new (std::nothrow) TreeFile;
-  if (t == nullptr) return nullptr;
-  try {
-    t->name = name;
-  } catch (const std::bad_alloc&) {
-    delete t;
-    return nullptr;
-  }
-  t->next = st().trees;
-  st().trees = t;
-  return t;
-}
-
-void drop_tree(TreeFile* t) {
-  unlink_from(&st().trees, t);
-  delete t;
-}
-
-// Flush of cbflush and cbclose: buffers, then the header.
-int flush_tree(CbCursor* c) {
-  if (!cursor_registered(c)) {
-    set_err(kCbErrCursor, 10);
-    return -1;
-  }
-  if (!treefile_registered(c->tf)) {
-    set_err(kCbErrDescriptor, 10);
-    return -1;
-  }
-  int rc = 1;
-  if (flush_bfile(c->tf->bf) != 1) {
-    BP_TRACE("cbflush : flush_bfile failed !");
-    set_err(kCbErrFlush, 49);
-    rc = -1;
-  }
-  int e = cb_errcode, k = cb_concode;
-  if (!c->tf->bf->readonly && write_header(c->tf) != 1) {
-    if (rc == -1) set_err(e, k);  // the first error's codes stay
-    rc = -1;
-  }
-  return rc;
-}
-
-}  // namespace
-
-int cbinit(int n, int size) {
-  cb_fcncode = 1;
-  State& s = st();
-  if (s.pool != nullptr) {
-    set_err(kCbErrInitTwice, 4);
-    return -1;
-  }
-  if (n == 0) n = 100;
-  if (size == 0) size = 8192;
-  if (n < 4) n = 4;
-  if (size < 32) size = 8192;
-  Pool* p = make_pool(size, n);
-  if (p == nullptr || !entry_list_reserve(size)) {
-    if (p != nullptr) free_pool(p);
-    set_err(kCbErrMemory, 4);
-    return -1;
-  }
-  for (int i = 0; i < kScratchCount; ++i) {
-    s.scratch[i] = static_cast<uint8_t*>(::operator new(static_cast<size_t>(size), std::nothrow));
-    if (s.scratch[i] == nullptr) {
-      for (int j = 0; j < i; ++j) ::operator delete(s.scratch[j]);
-      for (auto& q : s.scratch) q = nullptr;
-      free_pool(p);
-      set_err(kCbErrMemory, 4);
-      return -1;
-    }
-  }
-  s.scratch_used = 0;
-  s.pool = p;
-  s.bufsize = size;
-  s.bufcount = n;
-  return 1;
-}
-
-int cbexit() {
-  cb_fcncode = 2;
-  State& s = st();
-  if (s.pool == nullptr) {
-    set_err(kCbErrNoInit, 3);
-    return -1;
-  }
-  int rc = 1;
-  int e = 0, k = 0;
-  CbCursor* c = s.cursors;
-  while (c != nullptr) {
-    CbCursor* next = c->next;
-    if (cbclose(c) != 1 && rc == 1) {
-      rc = -1;
-      e = cb_errcode;
-      k = cb_concode;
-    }
-    c = next;
-  }
-  cb_fcncode = 2;
-  if (free_pool(s.pool) != 1 && rc == 1) {
-    rc = -1;
-    e = kCbErrInitTwice;
-    k = 5;
-  }
-  if (rc == -1) set_err(e, k);
-  for (auto& q : s.scratch) {
-    ::operator delete(q);
-    q = nullptr;
-  }
-  s.scratch_used = 0;
-  s.pool = nullptr;
-  s.bufsize = 0;
-  s.bufcount = 0;
-  return rc;
-}
-
-int cbbufcount() {
-  cb_fcncode = 21;
-  return st().bufcount;
-}
-
-int cbbufsize() {
-  cb_fcncode = 22;
-  return st().bufsize;
-}
-
-int cbaddbufs(int n) {
-  cb_fcncode = 23;
-  State& s = st();
-  if (s.pool == nullptr) {
-    set_err(kCbErrNoInit, 4);
-    return 0;
-  }
-  int added = add_bufs(s.pool, n);
-  if (added < n) set_err(kCbErrMemory, 4);
-  s.bufcount += added;
-  return added;
-}
-
-int cbrmvbufs(int n) {
-  cb_fcncode = 24;
-  State& s = st();
-  if (s.pool == nullptr) {
-    set_err(kCbErrNoInit, 4);
-    return 0;
-  }
-  if (n > s.bufcount - 4) n = s.bufcount - 4;
-  if (n <= 0) return 0;
-  int removed = rmv_bufs(s.pool, n);
-  s.bufcount -= removed;
-  return removed;
-}
-
-CbCursor* cbcreate(const char* name, CbCompare cmp, int blksize) {
-  cb_fcncode = 4;
-  cb_errcode = 0;
-  cb_concode = 0;
-  State& s = st();
-  if (blksize == 0) blksize = 8192;
-  if (blksize < 48) blksize = 48;
-  if (blksize > s.bufsize) {
-    set_err(kCbErrBlkSize, 9);
-    return nullptr;
-  }
-  if (s.pool == nullptr) {
-    set_err(kCbErrNoInit, 1);
-    return nullptr;
-  }
-  if (name == nullptr) {
-    set_err(kCbErrCreate, 1);
-    return nullptr;
-  }
-  TreeFile* tf = find_tree(name);
-  if (tf != nullptr && tf->open_count > 0) {
-    // Emptying a file that cursors are using would pull the tree from under them.
-    BP_TRACE("cbcreate : %s is open", name);
-    set_err(kCbErrCreate, 1);
-    return nullptr;
-  }
-  bool made_tree = false;
-  if (tf == nullptr) {
-    tf = make_tree(name);
-    if (tf == nullptr) {
-      set_err(kCbErrMemory, 6);
-      return nullptr;
-    }
-    made_tree = true;
-  }
-  CbCursor* c = make_cursor(tf, cmp);
-  if (c == nullptr) {
-    if (made_tree) drop_tree(tf);
-    set_err(kCbErrMemory, 11);
-    return nullptr;
-  }
-  auto fail = [&](int err, int con) -> CbCursor* {
-    drop_cursor(c);
-    drop_tree(tf);
-    if (err != 0) set_err(err, con);
-    return nullptr;
-  };
-  {
-    // A file whose header lock another open holds, in this process or another, is left
-    // as it is: emptying it would pull its blocks from under that open, which may be
-    // reading them through a mapping. The caller sees what the lock failure of open_bfile
-    // below always gave it. The probe keeps the lock until the file is made anew.
-    platform::File held;
-    if (held.open(name, platform::OpenMode::kReadWrite) && !held.lock_header()) {
-      BP_TRACE("open_bfile : open or lock of %s failed", name);
-      bp_errno = 4;
-      return fail(kCbErrOpen, 2);
-    }
-    platform::File f;
-    if (!f.open(name, platform::OpenMode::kCreate)) {
-      BP_TRACE("cbcreate : cannot create %s", name);
-      return fail(kCbErrCreate, 1);
-    }
-    uint8_t word[4];
-    wr32(word, static_cast<uint32_t>(blksize));
-    if (f.write_at(word, 4, 0) != 4) {
-      BP_TRACE("cbcreate : cannot write %s", name);
-      return fail(kCbErrPutBlk, 1);
-    }
-  }
-  tf->bf = open_bfile(name, s.pool);
-  if (tf->bf == nullptr) return fail(kCbErrOpen, 2);
-  if (init_header(tf, static_cast<uint32_t>(blksize)) != 1) {
-    close_bfile(tf->bf);
-    return fail(0, 0);
-  }
-  ++tf->open_count;
-  return c;
-}
-
-namespace {
-CbCursor* open_tree(const char* name, CbCompare cmp, bool readonly) {
-  cb_fcncode = 6;
-  State& s = st();
-  if (s.pool == nullptr) {
-    set_err(kCbErrNoInit, 2);
-    return nullptr;
-  }
-  if (name == nullptr) {
-    set_err(kCbErrOpen, 2);
-    return nullptr;
-  }
-  TreeFile* tf = find_tree(name);
-  if (tf == nullptr) {
-    tf = make_tree(name);
-    if (tf == nullptr) {
-      set_err(kCbErrMemory, 6);
-      return nullptr;
-    }
-  }
-  CbCursor* c = make_cursor(tf, cmp);
-  if (c == nullptr) {
-    if (tf->open_count == 0) drop_tree(tf);
-    set_err(kCbErrMemory, 11);
-    return nullptr;
-  }
-  if (tf->open_count == 0) {
-    tf->bf = open_bfile(name, s.pool, readonly);
-    if (tf->bf == nullptr) {
-      drop_cursor(c);
-      drop_tree(tf);
-      set_err(bp_errno == 7 ? kCbErrBlkSize : kCbErrOpen, 2);
-      return nullptr;
-    }
-    if (read_header(tf) != 1) {
-      int e = cb_errcode, k = cb_concode;
-      close_bfile(tf->bf);
-      drop_cursor(c);
-      drop_tree(tf);
-      set_err(e, k);
-      return nullptr;
-    }
-  }
-  ++tf->open_count;
-  return c;
-}
-}  // namespace
-
-CbCursor* cbopen(const char* name, CbCompare cmp) { return open_tree(name, cmp, false); }
-CbCursor* cbopen_readonly(const char* name, CbCompare cmp) { return open_tree(name, cmp, true); }
-
-int cbflush(CbCursor* c) {
-  cb_fcncode = 5;
-  return flush_tree(c);
-}
-
-int cbclose(CbCursor* c) {
-  cb_fcncode = 3;
-  if (!cursor_registered(c) || !treefile_registered(c->tf)) return flush_tree(c);
-  // A close gives back everything the cursor held even when its flush fails: the caller
-  // cannot do better by trying again, and a cursor kept would keep its file registered and
-  // locked, and its buffers, for the rest of the process. The first failure's codes stay.
-  int rc = flush_tree(c);
-  TreeFile* tf = c->tf;
-  drop_cursor(c);
-  if (--tf->open_count < 1) {
-    const int e = cb_errcode, k = cb_concode;
-    if (close_bfile(tf->bf) != 1) {
-      if (rc == 1) {
-        set_err(kCbErrClose, 18);
-      } else {
-        set_err(e, k);
-      }
-      rc = -1;
-    }
-    drop_tree(tf);
-  }
-  return rc;
-}
-
-int cbsuspend(CbCursor* c) {
-  if (flush_tree(c) != 1) return -1;
-  BFile* bf = c->tf->bf;
-  if (!bf->readonly) bf->file.unlock_header();
-  return 1;
-}
-
-int cbresume(CbCursor* c) {
-  if (!cursor_registered(c)) {
-    set_err(kCbErrCursor, 10);
-    return -1;
-  }
-  TreeFile* tf = c->tf;
-  if (tf->bf->readonly) return 1;
-  const int64_t size = tf->bf->file.relock_header();
-  if (size == -1) {
-    BP_TRACE("open_bfile : open or lock of %s failed", tf->name.c_str());
-    bp_errno = 4;
-    set_err(kCbErrOpen, 2);
-    return -1;
-  }
-  // Every block the header counts must still be there; what the blocks hold is for the
-  // caller to vouch for.
-  if (size < (static_cast<int64_t>(tf->last_blk) + 1) * tf->blksize) return 0;
-  return 1;
-}
-
-void cb_reset_for_tests() {
-  State& s = st();
-  while (s.cursors != nullptr) drop_cursor(s.cursors);
-  while (s.trees != nullptr) drop_tree(s.trees);
   while (s.bfiles != nullptr) {
     BFile* b = s.bfiles;
     s.bfiles = b->next;
@@ -1233,15 +632,6 @@ void cb_reset_for_tests() {
     delete[] p->slots;
     delete p;
   }
-  for (auto& q : s.scratch) {
-    ::operator delete(q);
-    q = nullptr;
-  }
-  s.scratch_used = 0;
-  s.pool = nullptr;
-  s.bufsize = 0;
-  s.bufcount = 0;
-  bp_errno = cb_errcode = cb_fcncode = cb_concode = 0;
 }
 
 }  // namespace kyt

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "cbt/cberr.h"
 #include "cbt/node.h"
 
 namespace kyt {
@@ -69,7 +70,7 @@ class Checker {
 
   bool walk(uint32_t blk, uint32_t level, const Bound& lo, const Bound& hi) {
     NodeRef n;
-    if (!n.get(t_, blk, 0)) return fail("block %u cannot be read as a node (cb_errcode %d)", blk, cb_errcode);
+    if (!n.get(t_, blk, kStepNone)) return fail("block %u cannot be read as a node (cb_errcode %d)", blk, cb_errcode);
     const char* why = "";
     if (!nd_check(n.p, t_.B, t_.tf->last_blk, blk, &why)) return fail("block %u: %s", blk, why);
     if (use_[blk] != 0) return fail("block %u used twice", blk);
@@ -122,7 +123,7 @@ class Checker {
       const std::vector<uint32_t>& v = levels_[lv];
       for (size_t k = 0; k < v.size(); ++k) {
         NodeRef n;
-        if (!n.get(t_, v[k], 0)) return fail("block %u unreadable", v[k]);
+        if (!n.get(t_, v[k], kStepNone)) return fail("block %u unreadable", v[k]);
         uint32_t want_left = k == 0 ? 0 : v[k - 1];
         uint32_t want_right = k + 1 < v.size() ? v[k + 1] : 0;
         if (nd_left(n.p) != want_left || nd_right(n.p) != want_right) {
@@ -149,7 +150,7 @@ class Checker {
       if (use_[b] != 0) return fail("free block %u is %s", b, use_[b] == 1 ? "in the tree" : "listed twice");
       use_[b] = 2;
       NodeRef n;
-      if (!n.get_raw(t_, b, 0)) return fail("free block %u unreadable", b);
+      if (!n.get_raw(t_, b, kStepNone)) return fail("free block %u unreadable", b);
       if (rd32(n.p) != 0) return fail("free block %u has first word %u", b, rd32(n.p));
       b = rd32(n.p + 4);
     }
@@ -162,7 +163,7 @@ class Checker {
       return fail("%s position on block %lld, not a node of the tree", what, static_cast<long long>(block));
     }
     NodeRef n;
-    if (!n.get(t_, static_cast<uint32_t>(block), 0)) return fail("%s block unreadable", what);
+    if (!n.get(t_, static_cast<uint32_t>(block), kStepNone)) return fail("%s block unreadable", what);
     if (!nd_leaf(n.p) || index < 0 || index >= nd_count(n.p)) {
       return fail("%s position %lld/%d outside its leaf", what, static_cast<long long>(block), index);
     }

@@ -2,32 +2,25 @@
 // children (rmv_unused_keys), and removal of a root left with only its low child.
 #include "cbt/cbdelete.h"
 
+#include "cbt/cberr.h"
 #include "cbt/delnode.h"
-#include "runtime/trace.h"
 
 namespace kyt {
 
 namespace {
 
 constexpr const char* kModule = "cbdelete";
-constexpr const char* kTopic = "b";
-#define DEL_TRACE(...) KYT_TRACE(kModule, kTopic, 1, __VA_ARGS__)
-
-void set_err(int e, int k) {
-  cb_errcode = e;
-  cb_concode = k;
-}
 
 // Removes P's entries for the run of freed children that starts at or after index j.
 int rmv_unused_keys(Tree& t, uint32_t P, uint32_t level, int j) {
   NodeRef p;
-  if (!p.get_level(t, P, level, 46)) return -1;
+  if (!p.get_level(t, P, level, kStepMerge)) return -1;
   int i = j < -1 ? -1 : j;
   for (;; ++i) {  // loc_unused_key
     if (i >= nd_count(p.p)) return 1;
     bool freed;
     if (block_freed(t, nd_child(p.p, i), &freed) != 1) {
-      DEL_TRACE("cbdelete (rmv_unused_keys): loc_unused_key failed!");
+      CB_TRACE(kModule, "cbdelete (rmv_unused_keys): loc_unused_key failed!");
       return -1;
     }
     if (freed) break;
@@ -38,7 +31,7 @@ int rmv_unused_keys(Tree& t, uint32_t P, uint32_t level, int j) {
     if (i >= nd_count(p.p) || (i < 0 && nd_count(p.p) < 0)) break;
     bool freed;
     if (block_freed(t, nd_child(p.p, i), &freed) != 1) {
-      DEL_TRACE("cbdelete (rmv_unused_keys): loc_next_child failed!");
+      CB_TRACE(kModule, "cbdelete (rmv_unused_keys): loc_next_child failed!");
       return -1;
     }
     if (!freed) break;
@@ -51,13 +44,13 @@ int del_subtree(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, const
   int j;
   {
     NodeRef n;
-    if (!n.get_level(t, P, level, 26)) {
-      DEL_TRACE("cbdelete (del_subtree): get_blk failed!");
+    if (!n.get_level(t, P, level, kStepDeleteDescent)) {
+      CB_TRACE(kModule, "cbdelete (del_subtree): get_blk failed!");
       return -1;
     }
     if (nd_count(n.p) < 0) {
-      DEL_TRACE("cbdelete (del_subtree): low_path = UNUSED_NODE");
-      set_err(kCbErrNoLowPath, 26);
+      CB_TRACE(kModule, "cbdelete (del_subtree): low_path = UNUSED_NODE");
+      set_err(kCbErrNoLowPath, kStepDeleteDescent);
       return -1;
     }
     int i;
@@ -71,19 +64,19 @@ int del_subtree(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, const
   int cnt;
   {
     NodeRef n;
-    if (!n.get_level(t, P, level, 46)) return -1;
+    if (!n.get_level(t, P, level, kStepMerge)) return -1;
     cnt = nd_count(n.p);
   }
   if (G == 0) return cnt <= 0 ? kDelFreed : 1;  // the root: B_rmv_root when only low is left
   if (cnt < 0) {
     if (release_node(t, P, level) != 1) {
-      DEL_TRACE("cbdelete (rmv_unused_keys): B_release_node failed!");
+      CB_TRACE(kModule, "cbdelete (rmv_unused_keys): B_release_node failed!");
       return -1;
     }
     return kDelFreed;
   }
   int r = compress_tree(t, G, level + 1, gidx);
-  if (r < 0) DEL_TRACE("cbdelete (del_subtree): B_compress_tree failed!");
+  if (r < 0) CB_TRACE(kModule, "cbdelete (del_subtree): B_compress_tree failed!");
   return r;
 }
 
@@ -91,13 +84,13 @@ int del_subtree(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, const
 int rmv_root(Tree& t) {
   TreeFile* tf = t.tf;
   NodeRef r;
-  if (!r.get_level(t, tf->root, tf->height, 48)) return -1;
+  if (!r.get_level(t, tf->root, tf->height, kStepRemoveRoot)) return -1;
   const int cnt = nd_count(r.p);
   if (cnt > 0) return 1;
   const uint32_t low = cnt == 0 ? nd_low(r.p) : 0;
   if (r.free_block() != 1) {
-    DEL_TRACE("cbdelete (B_rmv_root): put_blk failed!");
-    set_err(kCbErrPutBlk, 48);
+    CB_TRACE(kModule, "cbdelete (B_rmv_root): put_blk failed!");
+    set_err(kCbErrPutBlk, kStepRemoveRoot);
     return -1;
   }
   tf->root = low;
@@ -112,13 +105,13 @@ int rmv_root(Tree& t) {
 int delete_entry(Tree& t, const KeyDesc& k) {
   TreeFile* tf = t.tf;
   if (tf->root == 0) {
-    DEL_TRACE("cbdelete : root is NULL");
-    set_err(kCbErrEmpty, 27);
+    CB_TRACE(kModule, "cbdelete : root is NULL");
+    set_err(kCbErrEmpty, kStepDeleteTree);
     return -1;
   }
   if (tf->height == 0 || tf->height > kMaxHeight) {
-    DEL_TRACE("cbdelete : height %u", tf->height);
-    set_err(kCbErrDamagedTree, 27);
+    CB_TRACE(kModule, "cbdelete : height %u", tf->height);
+    set_err(kCbErrDamagedTree, kStepDeleteTree);
     return -1;
   }
   if (tf->height == 1) {
@@ -132,10 +125,10 @@ int delete_entry(Tree& t, const KeyDesc& k) {
   }
   {
     NodeRef r;
-    if (!r.get_level(t, tf->root, tf->height, 27)) return -1;
+    if (!r.get_level(t, tf->root, tf->height, kStepDeleteTree)) return -1;
     if (nd_count(r.p) < 0) {
-      DEL_TRACE("cbdelete (B_del_tree): low_path = UNUSED_NODE");
-      set_err(kCbErrNoLowPath, 27);
+      CB_TRACE(kModule, "cbdelete (B_del_tree): low_path = UNUSED_NODE");
+      set_err(kCbErrNoLowPath, kStepDeleteTree);
       return -1;
     }
   }
@@ -146,8 +139,8 @@ int delete_entry(Tree& t, const KeyDesc& k) {
 }
 
 int cbdelete(CbCursor* c, const void* key, int len, int32_t data) {
-  if (!cursor_writable(c, 15) || len < 0 || (key == nullptr && len > 0)) {
-    DEL_TRACE("cbdelete : not valid !");
+  if (!cursor_writable(c, kOpDelete) || len < 0 || (key == nullptr && len > 0)) {
+    CB_TRACE(kModule, "cbdelete : not valid !");
     return -1;
   }
   Tree t(c);

@@ -7,20 +7,13 @@
 
 #include <cstdlib>
 
-#include "runtime/trace.h"
+#include "cbt/cberr.h"
 
 namespace kyt {
 
 namespace {
 
 constexpr const char* kModule = "cbinsert";
-constexpr const char* kTopic = "b";
-#define INS_TRACE(...) KYT_TRACE(kModule, kTopic, 1, __VA_ARGS__)
-
-void set_err(int e, int k) {
-  cb_errcode = e;
-  cb_concode = k;
-}
 
 int ins_node(Tree& t, uint32_t blk, uint32_t level, KeyDesc kd, uint32_t parent, int pidx,
              bool relist_ok = false);
@@ -33,7 +26,7 @@ bool listed_at(Tree& t, uint32_t parent, uint32_t plevel, int pidx, uint32_t blk
   *ok = true;
   if (parent == 0) return false;
   NodeRef p;
-  if (!p.get_level(t, parent, plevel, 21)) {
+  if (!p.get_level(t, parent, plevel, kStepInsertNode)) {
     *ok = false;
     return false;
   }
@@ -47,10 +40,10 @@ bool listed_at(Tree& t, uint32_t parent, uint32_t plevel, int pidx, uint32_t blk
 // Removes the parent's entry at `pidx` for child `child`.
 int unlist(Tree& t, uint32_t parent, uint32_t plevel, int pidx, uint32_t child) {
   NodeRef p;
-  if (!p.get_level(t, parent, plevel, 34)) return -1;
+  if (!p.get_level(t, parent, plevel, kStepMoveEntries)) return -1;
   if (pidx < 0 || pidx >= nd_count(p.p) || e_child(p.p, pidx) != child) {
-    INS_TRACE("cbinsert (B_shift): parent entry %d is not block %u", pidx, child);
-    set_err(kCbErrDamagedTree, 34);
+    CB_TRACE(kModule, "cbinsert (B_shift): parent entry %d is not block %u", pidx, child);
+    set_err(kCbErrDamagedTree, kStepMoveEntries);
     return -1;
   }
   nd_remove(p.p, t.B, pidx);
@@ -60,7 +53,7 @@ int unlist(Tree& t, uint32_t parent, uint32_t plevel, int pidx, uint32_t child) 
 
 // Makes an inner node's low child an ordinary entry (keyed by the first entry below it)
 // and gives the node `child` as its new low child. 0 when the entry does not fit.
-int push_low(Tree& t, NodeRef& n, uint32_t level, uint32_t child, int concode) {
+int push_low(Tree& t, NodeRef& n, uint32_t level, uint32_t child, int step) {
   if (nd_count(n.p) < 0) {
     nd_set_low(n.p, child);
     nd_set_count(n.p, 0);
@@ -69,11 +62,11 @@ int push_low(Tree& t, NodeRef& n, uint32_t level, uint32_t child, int concode) {
   }
   Scratch key;
   if (key.p == nullptr) {
-    set_err(kCbErrMemory, concode);
+    set_err(kCbErrMemory, step);
     return -1;
   }
   KeyDesc f;
-  if (first_entry(t, nd_low(n.p), level - 1, key.p, &f.len, &f.data, concode) != 1) return -1;
+  if (first_entry(t, nd_low(n.p), level - 1, key.p, &f.len, &f.data, step) != 1) return -1;
   f.key = key.p;
   if (!nd_fits(t.cmp, n.p, t.B, 0, f.key, f.len)) return 0;
   f.child = nd_low(n.p);
@@ -87,8 +80,8 @@ int push_low(Tree& t, NodeRef& n, uint32_t level, uint32_t child, int concode) {
 // 1 placed, 0 does not fit, -1 error.
 int place(Tree& t, uint32_t blk, uint32_t level, const KeyDesc& kd, int idx) {
   NodeRef n;
-  if (!n.get_level(t, blk, level, 34)) return -1;
-  if (!nd_leaf(n.p) && (idx < 0 || nd_count(n.p) < 0)) return push_low(t, n, level, kd.child, 34);
+  if (!n.get_level(t, blk, level, kStepMoveEntries)) return -1;
+  if (!nd_leaf(n.p) && (idx < 0 || nd_count(n.p) < 0)) return push_low(t, n, level, kd.child, kStepMoveEntries);
   if (!nd_fits(t.cmp, n.p, t.B, idx, kd.key, kd.len)) return 0;
   nd_insert(t.cmp, n.p, t.B, idx, kd);
   n.dirty();
@@ -99,11 +92,11 @@ int place(Tree& t, uint32_t blk, uint32_t level, const KeyDesc& kd, int idx) {
 // A new node to the right of `blk` on the same level, linked into the chain.
 int make_sibling(Tree& t, uint32_t blk, uint32_t level, uint32_t* sib) {
   NodeRef x;
-  if (!x.get_level(t, blk, level, 34)) return -1;
+  if (!x.get_level(t, blk, level, kStepMoveEntries)) return -1;
   uint32_t nb;
   uint8_t* q = alloc_blk(t.tf, &nb);
   if (q == nullptr) {
-    INS_TRACE("cbinsert (B_split): new block failed");
+    CB_TRACE(kModule, "cbinsert (B_split): new block failed");
     return -1;
   }
   NodeRef s;
@@ -117,7 +110,7 @@ int make_sibling(Tree& t, uint32_t blk, uint32_t level, uint32_t* sib) {
   nd_set_right(q, old_right);
   if (old_right != 0) {
     NodeRef r;
-    if (!r.get_level(t, old_right, level, 33)) return -1;
+    if (!r.get_level(t, old_right, level, kStepSetLeft)) return -1;
     nd_set_left(r.p, nb);
     r.dirty();
   } else if (leaf) {
@@ -133,7 +126,7 @@ int make_sibling(Tree& t, uint32_t blk, uint32_t level, uint32_t* sib) {
 // node the child of entry s becomes the sibling's low child and its key is dropped.
 int move_tail(Tree& t, uint32_t blk, uint32_t sib, uint32_t level, int s) {
   NodeRef n, x;
-  if (!n.get_level(t, blk, level, 34) || !x.get_level(t, sib, level, 34)) return -1;
+  if (!n.get_level(t, blk, level, kStepMoveEntries) || !x.get_level(t, sib, level, kStepMoveEntries)) return -1;
   const int cnt = nd_count(n.p);
   const bool leaf = nd_leaf(n.p);
   if (s < 0) s = 0;
@@ -150,8 +143,8 @@ int move_tail(Tree& t, uint32_t blk, uint32_t sib, uint32_t level, int s) {
     list[k++] = EntrySrc{e_key(n.p, j), e_klen(n.p, j), e_data(n.p, j), leaf ? 0 : e_child(n.p, j)};
   }
   if (!nd_build(t.cmp, x.p, t.B, list, k)) {
-    INS_TRACE("cbinsert (B_split): moving entries failed");
-    set_err(kCbErrDamagedNode, 34);
+    CB_TRACE(kModule, "cbinsert (B_split): moving entries failed");
+    set_err(kCbErrDamagedNode, kStepMoveEntries);
     return -1;
   }
   x.dirty();
@@ -160,7 +153,7 @@ int move_tail(Tree& t, uint32_t blk, uint32_t sib, uint32_t level, int s) {
     list[k++] = EntrySrc{e_key(n.p, j), e_klen(n.p, j), e_data(n.p, j), leaf ? 0 : e_child(n.p, j)};
   }
   if (!nd_build(t.cmp, n.p, t.B, list, k)) {
-    set_err(kCbErrDamagedNode, 34);
+    set_err(kCbErrDamagedNode, kStepMoveEntries);
     return -1;
   }
   n.dirty();
@@ -177,7 +170,7 @@ int split_fallback(Tree& t, uint32_t blk, uint32_t sib, uint32_t level, const Ke
   int tcount;
   {
     NodeRef tn;
-    if (!tn.get_level(t, target, level, 34)) return -1;
+    if (!tn.get_level(t, target, level, kStepMoveEntries)) return -1;
     leaf = nd_leaf(tn.p);
     tcount = nd_count(tn.p);
   }
@@ -187,14 +180,14 @@ int split_fallback(Tree& t, uint32_t blk, uint32_t sib, uint32_t level, const Ke
     y = target;
   } else if (front) {
     if (!leaf) {
-      set_err(kCbErrDamagedTree, 34);
+      set_err(kCbErrDamagedTree, kStepMoveEntries);
       return -1;
     }
     uint32_t s2;
     if (make_sibling(t, target, level, &s2) != 1 || move_tail(t, target, s2, level, 0) != 1) return -1;
     int r = place(t, target, level, kd, 0);
     if (r == 1) return 1;
-    if (r == 0) set_err(kCbErrDamagedTree, 34);
+    if (r == 0) set_err(kCbErrDamagedTree, kStepMoveEntries);
     return -1;
   } else if (ti < tcount) {
     uint32_t s2;
@@ -208,7 +201,7 @@ int split_fallback(Tree& t, uint32_t blk, uint32_t sib, uint32_t level, const Ke
   int xcount;
   {
     NodeRef xn;
-    if (!xn.get_level(t, x, level, 34)) return -1;
+    if (!xn.get_level(t, x, level, kStepMoveEntries)) return -1;
     xcount = nd_count(xn.p);
   }
   int r = place(t, x, level, kd, xcount < 0 ? -1 : xcount);
@@ -221,7 +214,7 @@ int split_fallback(Tree& t, uint32_t blk, uint32_t sib, uint32_t level, const Ke
   if (make_sibling(t, x, level, &z) != 1) return -1;
   r = place(t, z, level, kd, leaf ? 0 : -1);
   if (r == 0) {
-    set_err(kCbErrDamagedTree, 34);
+    set_err(kCbErrDamagedTree, kStepMoveEntries);
     return -1;
   }
   return r;
@@ -233,7 +226,7 @@ int split(Tree& t, uint32_t blk, uint32_t level, const KeyDesc& kd, int i) {
   bool leaf, case_a;
   {
     NodeRef nr;
-    if (!nr.get_level(t, blk, level, 34)) return -1;
+    if (!nr.get_level(t, blk, level, kStepMoveEntries)) return -1;
     const uint8_t* p = nr.p;
     n = nd_count(p);
     leaf = nd_leaf(p);
@@ -300,11 +293,11 @@ int is_dup(Tree& t, const NodeRef& n, const KeyDesc& kd, int idx, bool* dup) {
   if (*dup) return 1;
   if (idx >= cnt && nd_right(n.p) != 0) {
     NodeRef r;
-    if (!r.get_level(t, nd_right(n.p), 1, 21)) return -1;
+    if (!r.get_level(t, nd_right(n.p), 1, kStepInsertNode)) return -1;
     *dup = nd_count(r.p) > 0 && key_eq(t.cmp, kd.key, kd.len, r.p, 0);
   } else if (idx == 0 && nd_left(n.p) != 0) {
     NodeRef l;
-    if (!l.get_level(t, nd_left(n.p), 1, 21)) return -1;
+    if (!l.get_level(t, nd_left(n.p), 1, kStepInsertNode)) return -1;
     *dup = nd_count(l.p) > 0 && key_eq(t.cmp, kd.key, kd.len, l.p, nd_count(l.p) - 1);
   }
   return 1;
@@ -325,7 +318,7 @@ bool sibling_may_take(const Tree& t, uint32_t sib, int len) {
 int shift_right(Tree& t, uint32_t blk, uint32_t rb, uint32_t level, const KeyDesc& kd, int idx,
                 bool* moved, bool* placed) {
   NodeRef n, r;
-  if (!n.get_level(t, blk, level, 28) || !r.get_level(t, rb, level, 28)) return -1;
+  if (!n.get_level(t, blk, level, kStepShiftRight) || !r.get_level(t, rb, level, kStepShiftRight)) return -1;
   const bool leaf = nd_leaf(n.p);
   int j = nd_count(n.p) - 1;
   while (j >= idx && j >= 0) {
@@ -339,7 +332,7 @@ int shift_right(Tree& t, uint32_t blk, uint32_t rb, uint32_t level, const KeyDes
       pos_inserted(t.tf, rb, 0);
       pos_moved(t.tf, blk, j, 1, rb, 0);
     } else {
-      int rc = push_low(t, r, level, e_child(n.p, j), 28);
+      int rc = push_low(t, r, level, e_child(n.p, j), kStepShiftRight);
       if (rc < 0) return -1;
       if (rc == 0) break;
     }
@@ -364,7 +357,7 @@ int shift_right(Tree& t, uint32_t blk, uint32_t rb, uint32_t level, const KeyDes
         *placed = true;
       }
     } else {
-      int rc = push_low(t, r, level, kd.child, 28);
+      int rc = push_low(t, r, level, kd.child, kStepShiftRight);
       if (rc < 0) return -1;
       if (rc == 1) *placed = true;
     }
@@ -378,11 +371,11 @@ int shift_right(Tree& t, uint32_t blk, uint32_t rb, uint32_t level, const KeyDes
 int shift_left(Tree& t, uint32_t blk, uint32_t lb, uint32_t level, const KeyDesc& kd, int* idx,
                bool* moved, bool* placed) {
   NodeRef n, a;
-  if (!n.get_level(t, blk, level, 29) || !a.get_level(t, lb, level, 29)) return -1;
+  if (!n.get_level(t, blk, level, kStepShiftLeft) || !a.get_level(t, lb, level, kStepShiftLeft)) return -1;
   const bool leaf = nd_leaf(n.p);
   Scratch key;
   if (key.p == nullptr) {
-    set_err(kCbErrMemory, 29);
+    set_err(kCbErrMemory, kStepShiftLeft);
     return -1;
   }
   for (;;) {
@@ -411,7 +404,7 @@ int shift_left(Tree& t, uint32_t blk, uint32_t lb, uint32_t level, const KeyDesc
     } else {
       if (nd_count(n.p) < 0) return 1;
       KeyDesc e;
-      if (first_entry(t, nd_low(n.p), level - 1, key.p, &e.len, &e.data, 29) != 1) return -1;
+      if (first_entry(t, nd_low(n.p), level - 1, key.p, &e.len, &e.data, kStepShiftLeft) != 1) return -1;
       e.key = key.p;
       e.child = nd_low(n.p);
       if (nd_count(a.p) >= 0 && !nd_fits(t.cmp, a.p, t.B, acount, e.key, e.len)) return 1;
@@ -442,7 +435,7 @@ int shift_left(Tree& t, uint32_t blk, uint32_t lb, uint32_t level, const KeyDesc
 // 1 done, 0 left to the repair, -1 error.
 int relist(Tree& t, uint32_t parent, uint32_t plevel, const uint32_t* blks, int n) {
   NodeRef p;
-  if (!p.get_level(t, parent, plevel, 42)) return -1;
+  if (!p.get_level(t, parent, plevel, kStepAddChildren)) return -1;
   Scratch key0, key1;
   if (key0.p == nullptr || key1.p == nullptr) return 0;
   KeyDesc added[2];
@@ -450,7 +443,7 @@ int relist(Tree& t, uint32_t parent, uint32_t plevel, const uint32_t* blks, int 
   for (int k = 0; k < n; ++k) {
     KeyDesc kd;
     uint8_t* buf = k == 0 ? key0.p : key1.p;
-    if (first_entry(t, blks[k], plevel - 1, buf, &kd.len, &kd.data, 42) != 1) return -1;
+    if (first_entry(t, blks[k], plevel - 1, buf, &kd.len, &kd.data, kStepAddChildren) != 1) return -1;
     kd.key = buf;
     kd.child = blks[k];
     int idx;
@@ -491,27 +484,27 @@ struct ShiftResult {
 // take the low path, and the old low child's entry is the one to place then.
 int insert_in_place(Tree& t, uint32_t blk, uint32_t level, InsPoint& ip, Scratch& low_key) {
   NodeRef n;
-  if (!n.get_level(t, blk, level, 21)) {
-    INS_TRACE("cbinsert (B_ins_node): get_blk failed");
+  if (!n.get_level(t, blk, level, kStepInsertNode)) {
+    CB_TRACE(kModule, "cbinsert (B_ins_node): get_blk failed");
     return -1;
   }
   KeyDesc& kd = ip.kd;
   ip.leaf = nd_leaf(n.p);
   if (locate(t.cmp, n.p, kd, &ip.idx) == 0) {
-    INS_TRACE("cbinsert (B_ins_node): key and data exist already");
-    set_err(kCbErrExists, 21);
+    CB_TRACE(kModule, "cbinsert (B_ins_node): key and data exist already");
+    set_err(kCbErrExists, kStepInsertNode);
     return -1;
   }
   if (!ip.leaf && ip.idx == 0 && nd_count(n.p) >= 0) {
     // Below the low child's first entry, the new entry becomes the low path.
     KeyDesc f;
-    if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, 21) != 1) return -1;
+    if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, kStepInsertNode) != 1) return -1;
     f.key = low_key.p;
     int c = key_cmp(t.cmp, kd.key, kd.len, f.key, f.len);
     if (c == 0) c = kd.data < f.data ? -1 : (kd.data > f.data ? 1 : 0);
     if (c == 0) {
-      INS_TRACE("cbinsert (B_ins_node): key and data exist already");
-      set_err(kCbErrExists, 21);
+      CB_TRACE(kModule, "cbinsert (B_ins_node): key and data exist already");
+      set_err(kCbErrExists, kStepInsertNode);
       return -1;
     }
     if (c < 0) {
@@ -525,8 +518,8 @@ int insert_in_place(Tree& t, uint32_t blk, uint32_t level, InsPoint& ip, Scratch
     bool dup;
     if (is_dup(t, n, kd, ip.idx, &dup) != 1) return -1;
     if (dup) {
-      INS_TRACE("cbinsert (B_is_dup_error): duplicate key");
-      set_err(kCbErrDuplicate, 21);
+      CB_TRACE(kModule, "cbinsert (B_is_dup_error): duplicate key");
+      set_err(kCbErrDuplicate, kStepInsertNode);
       return -1;
     }
   }
@@ -550,7 +543,7 @@ int shift_to_siblings(Tree& t, uint32_t blk, uint32_t level, uint32_t parent, in
   if (!listed) return 1;
   if (rsib != 0) {
     NodeRef n;
-    if (!n.get_level(t, blk, level, 28)) return -1;
+    if (!n.get_level(t, blk, level, kStepShiftRight)) return -1;
     if (nd_right(n.p) != rsib) {
       rsib = 0;
     } else if (ip.leaf) {
@@ -562,13 +555,13 @@ int shift_to_siblings(Tree& t, uint32_t blk, uint32_t level, uint32_t parent, in
   }
   if (lsib != 0) {
     NodeRef n;
-    if (!n.get_level(t, blk, level, 29)) return -1;
+    if (!n.get_level(t, blk, level, kStepShiftLeft)) return -1;
     if (nd_left(n.p) != lsib) lsib = 0;
   }
   if (rsib != 0) {
     bool m = false;
     if (shift_right(t, blk, rsib, level, ip.kd, ip.idx, &m, &sr.placed) != 1) {
-      INS_TRACE("cbinsert (B_shift_right): failed");
+      CB_TRACE(kModule, "cbinsert (B_shift_right): failed");
       return -1;
     }
     sr.moved = m;
@@ -582,7 +575,7 @@ int shift_to_siblings(Tree& t, uint32_t blk, uint32_t level, uint32_t parent, in
   if (!sr.placed && lsib != 0) {
     bool m = false;
     if (shift_left(t, blk, lsib, level, ip.kd, &ip.idx, &m, &sr.placed) != 1) {
-      INS_TRACE("cbinsert (B_shift_left): failed");
+      CB_TRACE(kModule, "cbinsert (B_shift_left): failed");
       return -1;
     }
     if (m || sr.placed) {
@@ -603,15 +596,15 @@ int shift_to_siblings(Tree& t, uint32_t blk, uint32_t level, uint32_t parent, in
 int place_after_shift(Tree& t, uint32_t blk, uint32_t level, InsPoint& ip, Scratch& low_key,
                       bool moved) {
   NodeRef n;
-  if (!n.get_level(t, blk, level, 21)) return -1;
+  if (!n.get_level(t, blk, level, kStepInsertNode)) return -1;
   KeyDesc& kd = ip.kd;
   if (!ip.leaf && ip.idx < 0) {
-    int rc = push_low(t, n, level, kd.child, 21);
+    int rc = push_low(t, n, level, kd.child, kStepInsertNode);
     if (rc < 0) return -1;
     if (rc == 1) return moved ? kInsShifted : kInsDone;
     // The old low child's entry does not fit: it is the entry to place now.
     KeyDesc f;
-    if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, 21) != 1) return -1;
+    if (first_entry(t, nd_low(n.p), level - 1, low_key.p, &f.len, &f.data, kStepInsertNode) != 1) return -1;
     f.key = low_key.p;
     f.child = nd_low(n.p);
     nd_set_low(n.p, kd.child);
@@ -633,7 +626,7 @@ int ins_node(Tree& t, uint32_t blk, uint32_t level, KeyDesc kd, uint32_t parent,
              bool relist_ok) {
   Scratch low_key;
   if (low_key.p == nullptr) {
-    set_err(kCbErrMemory, 21);
+    set_err(kCbErrMemory, kStepInsertNode);
     return -1;
   }
   InsPoint ip;
@@ -655,7 +648,7 @@ int ins_node(Tree& t, uint32_t blk, uint32_t level, KeyDesc kd, uint32_t parent,
   if (rc != 0) return rc < 0 ? rc : shifted(rc);
 
   if (split(t, blk, level, ip.kd, ip.idx) != kInsSplit) {
-    INS_TRACE("cbinsert (B_split): failed");
+    CB_TRACE(kModule, "cbinsert (B_split): failed");
     return -1;
   }
   return kInsSplit;
@@ -668,7 +661,7 @@ int find_listing(Tree& t, uint32_t start, uint32_t level, const KeyDesc& kd, uin
   // 1 found, 0 not in this node, -1 error; *next is the node's right sibling.
   auto look = [&](uint32_t cand, uint32_t* next, uint32_t* left) -> int {
     NodeRef x;
-    if (!x.get_level(t, cand, level, 42)) return -1;
+    if (!x.get_level(t, cand, level, kStepAddChildren)) return -1;
     *next = nd_right(x.p);
     *left = nd_left(x.p);
     if (nd_count(x.p) >= 0 && nd_low(x.p) == child) {
@@ -695,8 +688,8 @@ int find_listing(Tree& t, uint32_t start, uint32_t level, const KeyDesc& kd, uin
     int r = look(first_left, &next, &left);
     if (r != 0) return r;
   }
-  INS_TRACE("cbinsert (add_children): entry for block %u not found", child);
-  set_err(kCbErrDamagedTree, 42);
+  CB_TRACE(kModule, "cbinsert (add_children): entry for block %u not found", child);
+  set_err(kCbErrDamagedTree, kStepAddChildren);
   return -1;
 }
 
@@ -706,7 +699,7 @@ int find_listing(Tree& t, uint32_t start, uint32_t level, const KeyDesc& kd, uin
 int add_children(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, int j, uint32_t nchild) {
   Scratch key;
   if (key.p == nullptr) {
-    set_err(kCbErrMemory, 42);
+    set_err(kCbErrMemory, kStepAddChildren);
     return -1;
   }
   uint32_t pcur = P;
@@ -714,21 +707,21 @@ int add_children(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, int 
   uint32_t cur;
   {
     NodeRef p;
-    if (!p.get_level(t, P, level, 42)) return -1;
+    if (!p.get_level(t, P, level, kStepAddChildren)) return -1;
     if (pos >= nd_count(p.p)) pos = nd_count(p.p) - 1;
     cur = nd_child(p.p, pos);
   }
   int rc = kInsDone;
   for (uint64_t steps = 0;; ++steps) {
     if (steps > static_cast<uint64_t>(t.tf->last_blk) + 1) {
-      INS_TRACE("cbinsert (add_children): level chain does not end");
-      set_err(kCbErrDamagedTree, 42);
+      CB_TRACE(kModule, "cbinsert (add_children): level chain does not end");
+      set_err(kCbErrDamagedTree, kStepAddChildren);
       return -1;
     }
     uint32_t nxt;
     {
       NodeRef c;
-      if (!c.get_level(t, cur, level - 1, 42)) return -1;
+      if (!c.get_level(t, cur, level - 1, kStepAddChildren)) return -1;
       nxt = nd_right(c.p);
     }
     if (nxt == 0) break;
@@ -736,7 +729,7 @@ int add_children(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, int 
     bool next_parent = false;
     {
       NodeRef p;
-      if (!p.get_level(t, pcur, level, 42)) return -1;
+      if (!p.get_level(t, pcur, level, kStepAddChildren)) return -1;
       const int cnt = nd_count(p.p);
       if (pos + 1 < cnt) {
         listed = e_child(p.p, pos + 1) == nxt;
@@ -745,7 +738,7 @@ int add_children(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, int 
         uint32_t r = nd_right(p.p);
         if (r != 0) {
           NodeRef rr;
-          if (!rr.get_level(t, r, level, 42)) return -1;
+          if (!rr.get_level(t, r, level, kStepAddChildren)) return -1;
           listed = nd_count(rr.p) >= 0 && nd_low(rr.p) == nxt;
           next_parent = listed;
           if (listed && nxt == nchild) pcur = r;
@@ -763,8 +756,8 @@ int add_children(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, int 
       continue;
     }
     KeyDesc kd;
-    if (first_entry(t, nxt, level - 1, key.p, &kd.len, &kd.data, 42) != 1) {
-      INS_TRACE("cbinsert (add_children): B_add_low_key failed");
+    if (first_entry(t, nxt, level - 1, key.p, &kd.len, &kd.data, kStepAddChildren) != 1) {
+      CB_TRACE(kModule, "cbinsert (add_children): B_add_low_key failed");
       return -1;
     }
     kd.key = key.p;
@@ -772,7 +765,7 @@ int add_children(Tree& t, uint32_t P, uint32_t level, uint32_t G, int gidx, int 
     const bool own = pcur == P;
     int r = ins_node(t, pcur, level, kd, own ? G : 0, own ? gidx : -1);
     if (r < 0) {
-      INS_TRACE("cbinsert (add_children): B_add_low_key failed");
+      CB_TRACE(kModule, "cbinsert (add_children): B_add_low_key failed");
       return -1;
     }
     if (r != kInsDone) rc = r;
@@ -787,17 +780,17 @@ int ins_subtree(Tree& t, uint32_t blk, uint32_t level, uint32_t parent, int pidx
   int j;
   {
     NodeRef n;
-    if (!n.get_level(t, blk, level, 20)) {
-      INS_TRACE("cbinsert (ins_subtree): B_loc_subtree failed");
+    if (!n.get_level(t, blk, level, kStepDescent)) {
+      CB_TRACE(kModule, "cbinsert (ins_subtree): B_loc_subtree failed");
       return -1;
     }
     if (nd_count(n.p) < 0) {
       if (parent == 0) {
-        INS_TRACE("cbinsert : low_path = unused ");
+        CB_TRACE(kModule, "cbinsert : low_path = unused ");
       } else {
-        INS_TRACE("cbinsert (ins_subtree): low_path = UNUNSED ");
+        CB_TRACE(kModule, "cbinsert (ins_subtree): low_path = UNUNSED ");
       }
-      set_err(kCbErrNoLowPath, parent == 0 ? 22 : 20);
+      set_err(kCbErrNoLowPath, parent == 0 ? kStepInsertTree : kStepDescent);
       return -1;
     }
     int i;
@@ -818,15 +811,15 @@ int make_root(Tree& t) {
   const uint32_t old = tf->root;
   const uint32_t level = tf->height + 1;
   if (level > kMaxHeight) {
-    INS_TRACE("cbinsert (B_make_root): tree too high");
-    set_err(kCbErrDamagedTree, 38);
+    CB_TRACE(kModule, "cbinsert (B_make_root): tree too high");
+    set_err(kCbErrDamagedTree, kStepMakeRoot);
     return -1;
   }
   uint32_t nb;
   uint8_t* q = alloc_blk(tf, &nb);
   if (q == nullptr) {
-    INS_TRACE("cbinsert (B_make_root): new block failed");
-    cb_concode = 38;
+    CB_TRACE(kModule, "cbinsert (B_make_root): new block failed");
+    cb_concode = kStepMakeRoot;
     return -1;
   }
   {
@@ -842,7 +835,7 @@ int make_root(Tree& t) {
   tf->height = level;
   ++cb_stats().roots_made;
   if (add_children(t, nb, level, 0, -1, -1, old) < 0) {
-    INS_TRACE("cbinsert (B_make_root): add_children failed");
+    CB_TRACE(kModule, "cbinsert (B_make_root): add_children failed");
     return -1;
   }
   return 1;
@@ -857,7 +850,7 @@ int insert_entry(Tree& t, const KeyDesc& kd) {
     uint32_t nb;
     uint8_t* q = alloc_blk(tf, &nb);
     if (q == nullptr) {
-      INS_TRACE("cbinsert : first_leaf = NULL");
+      CB_TRACE(kModule, "cbinsert : first_leaf = NULL");
       return -1;
     }
     NodeRef n;
@@ -866,8 +859,8 @@ int insert_entry(Tree& t, const KeyDesc& kd) {
     blk_set_checked(q, true);
     n.dirty();
     if (n.release() != 1) {
-      INS_TRACE("cbinsert : put_blk failed");
-      set_err(kCbErrPutBlk, 22);
+      CB_TRACE(kModule, "cbinsert : put_blk failed");
+      set_err(kCbErrPutBlk, kStepInsertTree);
       return -1;
     }
     tf->root = tf->first_leaf = tf->last_leaf = nb;
@@ -877,8 +870,8 @@ int insert_entry(Tree& t, const KeyDesc& kd) {
     rc = ins_node(t, tf->root, 1, kd, 0, -1);
   } else {
     if (tf->height > kMaxHeight) {
-      INS_TRACE("cbinsert : height %u", tf->height);
-      set_err(kCbErrDamagedTree, 22);
+      CB_TRACE(kModule, "cbinsert : height %u", tf->height);
+      set_err(kCbErrDamagedTree, kStepInsertTree);
       return -1;
     }
     rc = ins_subtree(t, tf->root, tf->height, 0, -1, kd);
@@ -889,7 +882,7 @@ int insert_entry(Tree& t, const KeyDesc& kd) {
     uint32_t right;
     {
       NodeRef r;
-      if (!r.get_level(t, tf->root, tf->height, 38)) return -1;
+      if (!r.get_level(t, tf->root, tf->height, kStepMakeRoot)) return -1;
       right = nd_right(r.p);
     }
     if (right == 0) break;
@@ -899,8 +892,8 @@ int insert_entry(Tree& t, const KeyDesc& kd) {
 }
 
 int cbinsert(CbCursor* c, const void* key, int len, int32_t data, int dups) {
-  if (!cursor_writable(c, 14) || len < 0 || (key == nullptr && len > 0) || len > max_key_len(c)) {
-    INS_TRACE("cbinsert : not valid !");
+  if (!cursor_writable(c, kOpInsert) || len < 0 || (key == nullptr && len > 0) || len > max_key_len(c)) {
+    CB_TRACE(kModule, "cbinsert : not valid !");
     return -1;
   }
   Tree t(c);

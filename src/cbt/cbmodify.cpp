@@ -2,22 +2,15 @@
 #include "cbt/cbmodify.h"
 
 #include "cbt/cbdelete.h"
+#include "cbt/cberr.h"
 #include "cbt/cbinsert.h"
 #include "cbt/node.h"
-#include "runtime/trace.h"
 
 namespace kyt {
 
 namespace {
 
 constexpr const char* kModule = "cbmodify";
-constexpr const char* kTopic = "b";
-#define MOD_TRACE(...) KYT_TRACE(kModule, kTopic, 1, __VA_ARGS__)
-
-void set_err(int e, int k) {
-  cb_errcode = e;
-  cb_concode = k;
-}
 
 // Whether an entry other than `old` next to position (leaf, idx) has the key of `nk`:
 // looks at up to two entries on each side, across leaves, skipping `old`.
@@ -28,8 +21,8 @@ int dup_beside(Tree& t, uint32_t leaf, int idx, const KeyDesc& nk, const KeyDesc
     int i = dir < 0 ? idx - 1 : idx;
     for (int seen = 0; seen < 2;) {
       NodeRef n;
-      if (!n.get_level(t, b, 1, 20)) {
-        MOD_TRACE("cbmodify : get_blk failed!");
+      if (!n.get_level(t, b, 1, kStepDescent)) {
+        CB_TRACE(kModule, "cbmodify : get_blk failed!");
         return -1;
       }
       const int cnt = nd_count(n.p);
@@ -37,7 +30,7 @@ int dup_beside(Tree& t, uint32_t leaf, int idx, const KeyDesc& nk, const KeyDesc
         uint32_t next = dir < 0 ? nd_left(n.p) : nd_right(n.p);
         if (next == 0) break;
         NodeRef m;
-        if (!m.get_level(t, next, 1, 20)) return -1;
+        if (!m.get_level(t, next, 1, kStepDescent)) return -1;
         b = next;
         i = dir < 0 ? nd_count(m.p) - 1 : 0;
         if (nd_count(m.p) < 1) break;
@@ -59,9 +52,9 @@ int dup_beside(Tree& t, uint32_t leaf, int idx, const KeyDesc& nk, const KeyDesc
 
 int cbmodify(CbCursor* c, const void* okey, int olen, int32_t odata, const void* nkey, int nlen,
              int32_t ndata, int dups) {
-  if (!cursor_writable(c, 16) || olen < 0 || nlen < 0 || (okey == nullptr && olen > 0) ||
+  if (!cursor_writable(c, kOpModify) || olen < 0 || nlen < 0 || (okey == nullptr && olen > 0) ||
       (nkey == nullptr && nlen > 0) || nlen > max_key_len(c)) {
-    MOD_TRACE("cbmodify : not valid !");
+    CB_TRACE(kModule, "cbmodify : not valid !");
     return -1;
   }
   Tree t(c);
@@ -80,13 +73,13 @@ int cbmodify(CbCursor* c, const void* okey, int olen, int32_t odata, const void*
       bool on_it = false;
       {
         NodeRef n;
-        if (n.get(t, static_cast<uint32_t>(c->block), 20) && c->index >= 0 &&
+        if (n.get(t, static_cast<uint32_t>(c->block), kStepDescent) && c->index >= 0 &&
             c->index < nd_count(n.p) && nd_leaf(n.p)) {
           on_it = entry_cmp(t.cmp, ok, n.p, c->index) == 0;
         }
       }
       if (on_it && pos_next(t, nullptr) == -1) {
-        MOD_TRACE("cbmodify : B_pos_nextkey failed!");
+        CB_TRACE(kModule, "cbmodify : B_pos_nextkey failed!");
         return -1;
       }
     }
@@ -96,42 +89,42 @@ int cbmodify(CbCursor* c, const void* okey, int olen, int32_t odata, const void*
   uint32_t nleaf = 0, oleaf = 0;
   int nidx = 0, nres = 1, oidx = 0, ores = 1;
   if (t.tf->root != 0) {
-    if (find_leaf(t, nk, &nleaf, &nidx, &nres, 20) != 1) {
-      MOD_TRACE("cbmodify : locate_key(2) failed!");
+    if (find_leaf(t, nk, &nleaf, &nidx, &nres, kStepDescent) != 1) {
+      CB_TRACE(kModule, "cbmodify : locate_key(2) failed!");
       return -1;
     }
     if (nres == 0) {
-      MOD_TRACE("cbmodify : locate_key(2) failed!");
-      set_err(kCbErrExists, 20);
+      CB_TRACE(kModule, "cbmodify : locate_key(2) failed!");
+      set_err(kCbErrExists, kStepDescent);
       return -1;
     }
     if (dups == 0) {
       bool dup;
       if (dup_beside(t, nleaf, nidx, nk, ok, &dup) != 1) return -1;
       if (dup) {
-        MOD_TRACE("cbmodify : B_is_dup_error YES!");
-        set_err(kCbErrDuplicate, 20);
+        CB_TRACE(kModule, "cbmodify : B_is_dup_error YES!");
+        set_err(kCbErrDuplicate, kStepDescent);
         return -1;
       }
     }
-    if (find_leaf(t, ok, &oleaf, &oidx, &ores, 20) != 1) ores = -1;
+    if (find_leaf(t, ok, &oleaf, &oidx, &ores, kStepDescent) != 1) ores = -1;
   }
   if (t.tf->root == 0 || ores != 0) {
-    MOD_TRACE("cbmodify : locate_key(3) with rc = %d !", ores);
-    MOD_TRACE("cbmodify : locate_key(3) oldkeylen=%d", olen);
-    MOD_TRACE("cbmodify   locate_key(3) NOTFOUND , block=%d , index=%d!", static_cast<int>(oleaf), oidx);
-    set_err(kCbErrNotFound, 20);
+    CB_TRACE(kModule, "cbmodify : locate_key(3) with rc = %d !", ores);
+    CB_TRACE(kModule, "cbmodify : locate_key(3) oldkeylen=%d", olen);
+    CB_TRACE(kModule, "cbmodify   locate_key(3) NOTFOUND , block=%d , index=%d!", static_cast<int>(oleaf), oidx);
+    set_err(kCbErrNotFound, kStepDescent);
     return -1;
   }
   if (oleaf != nleaf) {
     if (delete_entry(t, ok) != 1) {
-      MOD_TRACE("cbmodify : cbdelete failed!");
+      CB_TRACE(kModule, "cbmodify : cbdelete failed!");
       return -1;
     }
   } else {
     NodeRef n;
-    if (!n.get_level(t, oleaf, 1, 20)) {
-      MOD_TRACE("cbmodify : get_blk failed!");
+    if (!n.get_level(t, oleaf, 1, kStepDescent)) {
+      CB_TRACE(kModule, "cbmodify : get_blk failed!");
       return -1;
     }
     const int cnt = nd_count(n.p);
@@ -146,7 +139,7 @@ int cbmodify(CbCursor* c, const void* okey, int olen, int32_t odata, const void*
     }
   }
   if (insert_entry(t, nk) != 1) {
-    MOD_TRACE("cbmodify : cbinsert failed!");
+    CB_TRACE(kModule, "cbmodify : cbinsert failed!");
     return -1;
   }
   return 1;

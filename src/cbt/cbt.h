@@ -133,6 +133,25 @@ int cbcheck(CbCursor* c, std::string* problem);
 // Forgets every pool, file and cursor without writing anything. Tests only.
 void cb_reset_for_tests();
 
+// What the layer holds, for tests and for its own modules: whether `c` is an open cursor,
+// and the first of the open cursors (null when none; they chain through the layer's
+// private cursor structure).
+bool cursor_registered(const CbCursor* c);
+CbCursor* cursor_list();
+
+// Counts of the tree's structural events and node checks, for tests that must prove a
+// sequence reached every case. Never reset by the layer itself.
+struct CbStats {
+  uint64_t shift_right = 0, shift_left = 0;   // shifts that moved entries or the new one
+  uint64_t split_right = 0, split_left = 0;   // the new entry went into the new / old node
+  uint64_t split_extra = 0;                   // long keys: a further cut or a node of its own
+  uint64_t merges = 0, freed_empty = 0;       // nodes merged away / freed when emptied
+  uint64_t roots_made = 0, roots_removed = 0;
+  uint64_t reused = 0;                        // allocations served from the free list
+  uint64_t node_checks = 0;                   // node checks of blocks read from the file
+};
+CbStats& cb_stats();
+
 }  // namespace kyt
 
 #endif  // KYT_CBT_CBT_H

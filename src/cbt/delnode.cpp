@@ -1,20 +1,13 @@
 // delnode: removal of an entry from a leaf, freeing of emptied nodes, and merging.
 #include "cbt/delnode.h"
 
-#include "runtime/trace.h"
+#include "cbt/cberr.h"
 
 namespace kyt {
 
 namespace {
 
 constexpr const char* kModule = "delnode";
-constexpr const char* kTopic = "b";
-#define DEL_TRACE(...) KYT_TRACE(kModule, kTopic, 1, __VA_ARGS__)
-
-void set_err(int e, int k) {
-  cb_errcode = e;
-  cb_concode = k;
-}
 
 // Fill limit below which a node is merged: three quarters of a block's payload.
 int merge_limit(const Tree& t) { return ((t.B - kNodeHead) * 3) / 4; }
@@ -32,14 +25,14 @@ bool leaves_too_full(const Tree& t, uint32_t A, uint32_t C) {
 int try_merge(Tree& t, uint32_t A, uint32_t C, uint32_t level) {
   if (level == 1 && leaves_too_full(t, A, C)) return 0;
   NodeRef a, c;
-  if (!a.get_level(t, A, level, 46) || !c.get_level(t, C, level, 46)) return -1;
+  if (!a.get_level(t, A, level, kStepMerge) || !c.get_level(t, C, level, kStepMerge)) return -1;
   if (nd_right(a.p) != C || nd_left(c.p) != A) return 0;
   const bool leaf = nd_leaf(a.p);
   const int ac = nd_count(a.p), cc = nd_count(c.p);
   if (ac < 0 || cc < 0) return 0;
   Scratch low_key;
   if (low_key.p == nullptr) {
-    set_err(kCbErrMemory, 46);
+    set_err(kCbErrMemory, kStepMerge);
     return -1;
   }
   EntrySrc* list = entry_list(ac + cc + 1);
@@ -57,7 +50,7 @@ int try_merge(Tree& t, uint32_t A, uint32_t C, uint32_t level) {
     if (used + d >= merge_limit(t)) return 0;
   } else {
     KeyDesc f;
-    if (first_entry(t, nd_low(c.p), level - 1, low_key.p, &f.len, &f.data, 46) != 1) return -1;
+    if (first_entry(t, nd_low(c.p), level - 1, low_key.p, &f.len, &f.data, kStepMerge) != 1) return -1;
     if (!(ac == 0 && cc == 0)) {
       const bool eq_a = ac > 0 && key_cmp(t.cmp, low_key.p, f.len, e_key(a.p, ac - 1), e_klen(a.p, ac - 1)) == 0;
       const bool eq_c = cc > 0 && key_cmp(t.cmp, low_key.p, f.len, e_key(c.p, 0), e_klen(c.p, 0)) == 0;
@@ -75,7 +68,7 @@ int try_merge(Tree& t, uint32_t A, uint32_t C, uint32_t level) {
   a.release();
   c.release();
   if (release_node(t, C, level) != 1) {
-    DEL_TRACE("delnode (B_compress_tree): B_release_node failed !");
+    CB_TRACE(kModule, "delnode (B_compress_tree): B_release_node failed !");
     return -1;
   }
   ++cb_stats().merges;
@@ -86,24 +79,24 @@ int try_merge(Tree& t, uint32_t A, uint32_t C, uint32_t level) {
 
 int block_freed(Tree& t, uint32_t blk, bool* freed) {
   NodeRef n;
-  if (!n.get_raw(t, blk, 46)) return -1;
+  if (!n.get_raw(t, blk, kStepMerge)) return -1;
   *freed = nd_low(n.p) == 0;
   return 1;
 }
 
 int release_node(Tree& t, uint32_t blk, uint32_t level) {
   NodeRef n;
-  if (!n.get_level(t, blk, level, 47)) return -1;
+  if (!n.get_level(t, blk, level, kStepFreeNode)) return -1;
   const uint32_t l = nd_left(n.p), r = nd_right(n.p);
   if (l != 0) {
     NodeRef a;
-    if (!a.get_level(t, l, level, 32)) return -1;
+    if (!a.get_level(t, l, level, kStepSetRight)) return -1;
     nd_set_right(a.p, r);
     a.dirty();
   }
   if (r != 0) {
     NodeRef b;
-    if (!b.get_level(t, r, level, 33)) return -1;
+    if (!b.get_level(t, r, level, kStepSetLeft)) return -1;
     nd_set_left(b.p, l);
     b.dirty();
   }
@@ -112,7 +105,7 @@ int release_node(Tree& t, uint32_t blk, uint32_t level) {
     if (t.tf->last_leaf == blk) t.tf->last_leaf = l;
   }
   if (n.free_block() != 1) {
-    set_err(kCbErrPutBlk, 47);
+    set_err(kCbErrPutBlk, kStepFreeNode);
     return -1;
   }
   return 1;
@@ -123,7 +116,7 @@ int compress_tree(Tree& t, uint32_t P, uint32_t plevel, int j) {
   uint32_t A = 0, C = 0, D = 0;
   {
     NodeRef p;
-    if (!p.get_level(t, P, plevel, 46)) return -1;
+    if (!p.get_level(t, P, plevel, kStepMerge)) return -1;
     const int cnt = nd_count(p.p);
     if (j < -1 || j >= cnt) return 1;
     if (j >= 0) {
@@ -158,10 +151,10 @@ int del_node(Tree& t, uint32_t leaf, const KeyDesc& k, uint32_t parent, int pidx
   uint32_t right;
   {
     NodeRef n;
-    if (!n.get_level(t, leaf, 1, 25)) return -1;
+    if (!n.get_level(t, leaf, 1, kStepDeleteLeaf)) return -1;
     if (locate(t.cmp, n.p, k, &idx) != 0) {
-      DEL_TRACE("delnode : B_key_info_loc failed !");
-      set_err(kCbErrNotFound, 25);
+      CB_TRACE(kModule, "delnode : B_key_info_loc failed !");
+      set_err(kCbErrNotFound, kStepDeleteLeaf);
       return -1;
     }
     cnt = nd_count(n.p);
@@ -172,7 +165,7 @@ int del_node(Tree& t, uint32_t leaf, const KeyDesc& k, uint32_t parent, int pidx
   }
   if (cnt < 2) {
     if (release_node(t, leaf, 1) != 1) {
-      DEL_TRACE("delnode : B_release_node failed !");
+      CB_TRACE(kModule, "delnode : B_release_node failed !");
       return -1;
     }
     pos_removed(t.tf, leaf, idx, 0, right);
@@ -183,7 +176,7 @@ int del_node(Tree& t, uint32_t leaf, const KeyDesc& k, uint32_t parent, int pidx
   if (used < merge_limit(t) && parent != 0) {
     int r = compress_tree(t, parent, 2, pidx);
     if (r < 0) {
-      DEL_TRACE("delnode : B_compress_tree failed !");
+      CB_TRACE(kModule, "delnode : B_compress_tree failed !");
       return -1;
     }
     return r;

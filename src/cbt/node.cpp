@@ -3,22 +3,14 @@
 #include "cbt/node.h"
 
 #include <bit>
-#include <vector>
 
-#include "runtime/trace.h"
+#include "cbt/cberr.h"
 
 namespace kyt {
 
 namespace {
 
 constexpr const char* kModule = "node";
-constexpr const char* kTopic = "b";
-#define ND_TRACE(...) KYT_TRACE(kModule, kTopic, 1, __VA_ARGS__)
-
-void set_err(int e, int k) {
-  cb_errcode = e;
-  cb_concode = k;
-}
 
 inline int default_cmp(const uint8_t* a, int la, const uint8_t* b, int lb) {
   if (la == 0) return lb == 0 ? 0 : -1;
@@ -56,16 +48,17 @@ void to_start(CbCursor* c) {
   c->index = -1;
 }
 
-// Data of the cursor's entry in the pinned leaf `n`; 16 when the index is outside it.
+// Data of the cursor's entry in the pinned leaf `n`; kCbErrPosition when the index is
+// outside it.
 int entry_data(CbCursor* c, const NodeRef& n, int32_t* data) {
   if (!nd_leaf(n.p)) {
-    ND_TRACE("node : cursor block %u is not a leaf", n.blk);
-    set_err(kCbErrDamagedTree, 13);
+    CB_TRACE(kModule, "node : cursor block %u is not a leaf", n.blk);
+    set_err(kCbErrDamagedTree, kStepCursorEntry);
     return -1;
   }
   if (c->index < 0 || c->index >= nd_count(n.p)) {
-    ND_TRACE("node : index %d outside block %u", c->index, n.blk);
-    set_err(kCbErrPosition, 13);
+    CB_TRACE(kModule, "node : index %d outside block %u", c->index, n.blk);
+    set_err(kCbErrPosition, kStepCursorEntry);
     return -1;
   }
   if (data != nullptr) *data = e_data(n.p, c->index);
@@ -74,7 +67,7 @@ int entry_data(CbCursor* c, const NodeRef& n, int32_t* data) {
 
 int cur_data(Tree& t, int32_t* data) {
   NodeRef n;
-  if (t.c->block <= 0 || !n.get(t, static_cast<uint32_t>(t.c->block), 13)) return -1;
+  if (t.c->block <= 0 || !n.get(t, static_cast<uint32_t>(t.c->block), kStepCursorEntry)) return -1;
   return entry_data(t.c, n, data);
 }
 
@@ -85,7 +78,7 @@ int pos_last(Tree& t, int32_t* data) {
     return -2;
   }
   NodeRef n;
-  if (!n.get(t, t.tf->last_leaf, 13)) return -1;
+  if (!n.get(t, t.tf->last_leaf, kStepCursorEntry)) return -1;
   c->state = 1;
   c->block = n.blk;
   c->index = nd_count(n.p) - 1;
@@ -100,7 +93,7 @@ int seek(Tree& t, const KeyDesc& k) {
   }
   uint32_t leaf;
   int idx, res;
-  if (find_leaf(t, k, &leaf, &idx, &res, 20) != 1) return -1;
+  if (find_leaf(t, k, &leaf, &idx, &res, kStepDescent) != 1) return -1;
   if (res != 1) {
     t.c->state = 1;
     t.c->block = leaf;
@@ -108,7 +101,7 @@ int seek(Tree& t, const KeyDesc& k) {
     return 1;
   }
   NodeRef n;
-  if (!n.get(t, leaf, 20)) return -1;
+  if (!n.get(t, leaf, kStepDescent)) return -1;
   uint32_t r = nd_right(n.p);
   if (r == 0) {
     to_end(t.c);
@@ -384,29 +377,6 @@ int nd_size(const uint8_t* p, int a, int b) {
   return s;
 }
 
-namespace {
-std::vector<EntrySrc>& entry_room() {
-  static std::vector<EntrySrc> list;
-  return list;
-}
-}  // namespace
-
-bool entry_list_reserve(int bufsize) {
-  // A node of B bytes holds fewer than B / kLeafSlot entries; a merge lists two and one more.
-  const size_t n = 2 * (static_cast<size_t>(bufsize) / kLeafSlot + 1) + 1;
-  try {
-    if (entry_room().size() < n) entry_room().resize(n);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return true;
-}
-
-EntrySrc* entry_list(int n) {
-  (void)n;  // within what entry_list_reserve made room for
-  return entry_room().data();
-}
-
 bool nd_build(CbCompare cmp, uint8_t* p, int B, const EntrySrc* list, int n) {
   const bool leaf = nd_leaf(p);
   const int slot = leaf ? kLeafSlot : kInnerSlot;
@@ -468,15 +438,15 @@ void fill_note(TreeFile* tf, uint32_t blk, const uint8_t* p) noexcept {
                            static_cast<uint16_t>(n > 0 ? e_klen(p, 0) : 0)};
 }
 
-bool NodeRef::get(Tree& t, uint32_t b, int concode) {
-  if (!get_raw(t, b, concode)) return false;
+bool NodeRef::get(Tree& t, uint32_t b, int step) {
+  if (!get_raw(t, b, step)) return false;
   if (!blk_checked(p)) {
     ++cb_stats().node_checks;
     const char* why = "";
     if (!nd_check(p, t.B, t.tf->last_blk, b, &why)) {
-      ND_TRACE("node : block %u damaged (%s)", b, why);
+      CB_TRACE(kModule, "node : block %u damaged (%s)", b, why);
       release();
-      set_err(kCbErrDamagedNode, concode);
+      set_err(kCbErrDamagedNode, step);
       return false;
     }
     blk_set_checked(p, true);
@@ -485,28 +455,28 @@ bool NodeRef::get(Tree& t, uint32_t b, int concode) {
   return true;
 }
 
-bool NodeRef::get_level(Tree& t, uint32_t b, uint32_t level, int concode) {
-  if (!get(t, b, concode)) return false;
+bool NodeRef::get_level(Tree& t, uint32_t b, uint32_t level, int step) {
+  if (!get(t, b, step)) return false;
   if (nd_leaf(p) != (level == 1)) {
-    ND_TRACE("node : block %u is on the wrong level (%u)", b, level);
+    CB_TRACE(kModule, "node : block %u is on the wrong level (%u)", b, level);
     release();
-    set_err(kCbErrDamagedTree, concode);
+    set_err(kCbErrDamagedTree, step);
     return false;
   }
   return true;
 }
 
-bool NodeRef::get_raw(Tree& t, uint32_t b, int concode) {
+bool NodeRef::get_raw(Tree& t, uint32_t b, int step) {
   release();
   if (b == 0 || b > t.tf->last_blk) {
-    ND_TRACE("node : block %u out of range (last %u)", b, t.tf->last_blk);
-    set_err(kCbErrDamagedTree, concode);
+    CB_TRACE(kModule, "node : block %u out of range (last %u)", b, t.tf->last_blk);
+    set_err(kCbErrDamagedTree, step);
     return false;
   }
   uint8_t* q = get_blk(t.tf->bf, b);
   if (q == nullptr) {
-    ND_TRACE("node : get_blk failed !");
-    set_err(kCbErrGetBlk, concode);
+    CB_TRACE(kModule, "node : get_blk failed !");
+    set_err(kCbErrGetBlk, step);
     return false;
   }
   adopt(t, b, q);
@@ -526,7 +496,7 @@ int NodeRef::release() {
   if (dirty_ && blk_checked(p)) fill_note(tf_, blk, p);  // every change ends here
   int rc = dirty_ ? put_blk(tf_->bf, p, 0) : rlse_blk(tf_->bf, p);
   if (rc != 1) {
-    ND_TRACE("node : %s failed !", dirty_ ? "put_blk" : "rlse_blk");
+    CB_TRACE(kModule, "node : %s failed !", dirty_ ? "put_blk" : "rlse_blk");
     cb_errcode = dirty_ ? kCbErrPutBlk : kCbErrRlseBlk;
   }
   p = nullptr;
@@ -594,19 +564,19 @@ void pos_moved(TreeFile* tf, uint32_t from, int lo, int n, uint32_t to, int to_l
 // ---- descent ----
 
 int first_entry(Tree& t, uint32_t blk, uint32_t level, uint8_t* buf, int* len, int32_t* data,
-                int concode) {
+                int step) {
   uint32_t b = blk;
   for (uint32_t lv = level;; --lv) {
     NodeRef n;
-    if (lv == 0 || !n.get_level(t, b, lv, concode)) {
-      if (lv == 0) set_err(kCbErrDamagedTree, concode);
-      ND_TRACE("B_get_low_path : get_blk failed !");
+    if (lv == 0 || !n.get_level(t, b, lv, step)) {
+      if (lv == 0) set_err(kCbErrDamagedTree, step);
+      CB_TRACE(kModule, "B_get_low_path : get_blk failed !");
       return -1;
     }
     if (nd_leaf(n.p)) {
       if (nd_count(n.p) < 1) {
-        ND_TRACE("node : leaf %u is empty", b);
-        set_err(kCbErrDamagedTree, concode);
+        CB_TRACE(kModule, "node : leaf %u is empty", b);
+        set_err(kCbErrDamagedTree, step);
         return -1;
       }
       *len = e_klen(n.p, 0);
@@ -615,25 +585,25 @@ int first_entry(Tree& t, uint32_t blk, uint32_t level, uint8_t* buf, int* len, i
       return 1;
     }
     if (nd_count(n.p) < 0) {
-      ND_TRACE("B_get_low_path : node %u has no low path", b);
-      set_err(kCbErrNoLowPath, concode);
+      CB_TRACE(kModule, "B_get_low_path : node %u has no low path", b);
+      set_err(kCbErrNoLowPath, step);
       return -1;
     }
     b = nd_low(n.p);
   }
 }
 
-int find_leaf(Tree& t, const KeyDesc& k, uint32_t* leaf, int* idx, int* res, int concode) {
+int find_leaf(Tree& t, const KeyDesc& k, uint32_t* leaf, int* idx, int* res, int step) {
   uint32_t b = t.tf->root;
   uint32_t lv = t.tf->height;
   if (lv == 0 || lv > kMaxHeight) {
-    ND_TRACE("node : height %u out of range", lv);
-    set_err(kCbErrDamagedTree, concode);
+    CB_TRACE(kModule, "node : height %u out of range", lv);
+    set_err(kCbErrDamagedTree, step);
     return -1;
   }
   for (;; --lv) {
     NodeRef n;
-    if (!n.get_level(t, b, lv, concode)) return -1;
+    if (!n.get_level(t, b, lv, step)) return -1;
     int i;
     int r = locate(t.cmp, n.p, k, &i);
     if (nd_leaf(n.p)) {
@@ -643,8 +613,8 @@ int find_leaf(Tree& t, const KeyDesc& k, uint32_t* leaf, int* idx, int* res, int
       return 1;
     }
     if (nd_count(n.p) < 0) {
-      ND_TRACE("node : inner node %u without low path", b);
-      set_err(kCbErrNoLowPath, concode);
+      CB_TRACE(kModule, "node : inner node %u without low path", b);
+      set_err(kCbErrNoLowPath, step);
       return -1;
     }
     b = nd_child(n.p, r == 0 ? i : i - 1);
@@ -653,25 +623,25 @@ int find_leaf(Tree& t, const KeyDesc& k, uint32_t* leaf, int* idx, int* res, int
 
 // ---- cursor operations ----
 
-bool cursor_ok(CbCursor* c, int fcncode) {
-  cb_fcncode = fcncode;
+bool cursor_ok(CbCursor* c, int op) {
+  cb_fcncode = op;
   if (!cursor_registered(c)) {
-    ND_TRACE("node : cursor not registered");
-    set_err(kCbErrCursor, 10);
+    CB_TRACE(kModule, "node : cursor not registered");
+    set_err(kCbErrCursor, kStepRegistry);
     return false;
   }
   if (!treefile_registered(c->tf)) {
-    ND_TRACE("node : tree file not registered");
-    set_err(kCbErrDescriptor, 10);
+    CB_TRACE(kModule, "node : tree file not registered");
+    set_err(kCbErrDescriptor, kStepRegistry);
     return false;
   }
   return true;
 }
 
-bool cursor_writable(CbCursor* c, int fcncode) {
-  if (!cursor_ok(c, fcncode)) return false;
+bool cursor_writable(CbCursor* c, int op) {
+  if (!cursor_ok(c, op)) return false;
   if (bfile_readonly(c->tf->bf)) {
-    set_err(kCbErrReadOnly, 10);
+    set_err(kCbErrReadOnly, kStepRegistry);
     return false;
   }
   return true;
@@ -692,14 +662,14 @@ int pos_next(Tree& t, int32_t* data) {
       return -3;
     }
     NodeRef n;
-    if (!n.get(t, t.tf->first_leaf, 13)) return -1;
+    if (!n.get(t, t.tf->first_leaf, kStepCursorEntry)) return -1;
     c->state = 1;
     c->block = n.blk;
     c->index = 0;
     return entry_data(c, n, data);
   }
   NodeRef n;
-  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), 13)) return -1;
+  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), kStepCursorEntry)) return -1;
   if (c->index + 1 < nd_count(n.p)) {
     ++c->index;
     return entry_data(c, n, data);
@@ -709,7 +679,7 @@ int pos_next(Tree& t, int32_t* data) {
     to_end(c);
     return -3;
   }
-  if (!n.get(t, r, 13)) {
+  if (!n.get(t, r, kStepCursorEntry)) {
     c->block = r;
     c->index = 0;
     return -1;
@@ -720,18 +690,18 @@ int pos_next(Tree& t, int32_t* data) {
 }
 
 int cbnext(CbCursor* c, int32_t* data) {
-  if (!cursor_ok(c, 9)) return -1;
+  if (!cursor_ok(c, kOpNext)) return -1;
   Tree t(c);
   return pos_next(t, data);
 }
 
 int cbprev(CbCursor* c, int32_t* data) {
-  if (!cursor_ok(c, 10)) return -1;
+  if (!cursor_ok(c, kOpPrev)) return -1;
   Tree t(c);
   if (c->state == -3) return pos_last(t, data);
   if (c->state != 1) return -2;
   NodeRef n;
-  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), 13)) return -1;
+  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), kStepCursorEntry)) return -1;
   if (c->index > 0) {
     --c->index;
     return entry_data(c, n, data);
@@ -742,7 +712,7 @@ int cbprev(CbCursor* c, int32_t* data) {
     return -2;
   }
   uint32_t from = n.blk;
-  if (!n.get(t, l, 17)) {
+  if (!n.get(t, l, kStepPrevLeaf)) {
     c->block = from;
     c->index = 0;
     return -1;
@@ -753,24 +723,24 @@ int cbprev(CbCursor* c, int32_t* data) {
 }
 
 int cbtail(CbCursor* c, int32_t* data) {
-  if (!cursor_ok(c, 8)) return -1;
+  if (!cursor_ok(c, kOpTail)) return -1;
   Tree t(c);
   return pos_last(t, data);
 }
 
 int cbcurr(CbCursor* c, int32_t* data) {
-  if (!cursor_ok(c, 11)) return -1;
+  if (!cursor_ok(c, kOpCurr)) return -1;
   if (c->state != 1) return c->state;
   Tree t(c);
   return cur_data(t, data);
 }
 
 int cbkey(CbCursor* c, void* buf, int buflen) {
-  if (!cursor_ok(c, 12)) return -1;
+  if (!cursor_ok(c, kOpKey)) return -1;
   if (c->state != 1) return c->state;
   Tree t(c);
   NodeRef n;
-  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), 13)) return -1;
+  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), kStepCursorEntry)) return -1;
   if (entry_data(c, n, nullptr) != 1) return -1;
   int len = e_klen(n.p, c->index);
   if (buflen < 0) buflen = 0;
@@ -781,20 +751,20 @@ int cbkey(CbCursor* c, void* buf, int buflen) {
 }
 
 int cbkeylen(CbCursor* c, int* len) {
-  if (!cursor_ok(c, 13)) return -1;
+  if (!cursor_ok(c, kOpKeyLen)) return -1;
   if (c->state != 1) return c->state;
   Tree t(c);
   NodeRef n;
-  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), 13)) return -1;
+  if (c->block <= 0 || !n.get(t, static_cast<uint32_t>(c->block), kStepCursorEntry)) return -1;
   if (entry_data(c, n, nullptr) != 1) return -1;
   if (len != nullptr) *len = e_klen(n.p, c->index);
   return 1;
 }
 
 int cbfind(CbCursor* c, const void* key, int len, int32_t* data) {
-  if (!cursor_ok(c, 17)) return -1;
+  if (!cursor_ok(c, kOpFind)) return -1;
   if (!key_ok(key, len)) {
-    ND_TRACE("cbfind : not valid !");
+    CB_TRACE(kModule, "cbfind : not valid !");
     return -1;
   }
   Tree t(c);
@@ -804,14 +774,14 @@ int cbfind(CbCursor* c, const void* key, int len, int32_t* data) {
   int r = seek(t, k);
   if (r != 1) return r;
   NodeRef n;
-  if (!n.get(t, static_cast<uint32_t>(c->block), 13) || entry_data(c, n, data) != 1) return -1;
+  if (!n.get(t, static_cast<uint32_t>(c->block), kStepCursorEntry) || entry_data(c, n, data) != 1) return -1;
   return key_eq(t.cmp, k.key, k.len, n.p, c->index) ? 2 : 3;
 }
 
 int cbfindrec(CbCursor* c, const void* key, int len, int32_t* data) {
-  if (!cursor_ok(c, 18)) return -1;
+  if (!cursor_ok(c, kOpFindRec)) return -1;
   if (!key_ok(key, len) || data == nullptr) {
-    ND_TRACE("cbfindrec : not valid !");
+    CB_TRACE(kModule, "cbfindrec : not valid !");
     return -1;
   }
   Tree t(c);
@@ -822,14 +792,14 @@ int cbfindrec(CbCursor* c, const void* key, int len, int32_t* data) {
   int r = seek(t, k);
   if (r != 1) return r;
   NodeRef n;
-  if (!n.get(t, static_cast<uint32_t>(c->block), 13) || entry_data(c, n, nullptr) != 1) return -1;
+  if (!n.get(t, static_cast<uint32_t>(c->block), kStepCursorEntry) || entry_data(c, n, nullptr) != 1) return -1;
   int found = entry_cmp(t.cmp, k, n.p, c->index) == 0 ? 2 : 3;
   *data = e_data(n.p, c->index);
   return found;
 }
 
 int cbmark(CbCursor* c) {
-  if (!cursor_ok(c, 19)) return -1;
+  if (!cursor_ok(c, kOpMark)) return -1;
   c->saved_state = c->state;
   c->saved_block = c->block;
   c->saved_index = c->index;
@@ -837,10 +807,10 @@ int cbmark(CbCursor* c) {
 }
 
 int cbrestore(CbCursor* c, int32_t* data) {
-  if (!cursor_ok(c, 20)) return -1;
+  if (!cursor_ok(c, kOpRestore)) return -1;
   if (c->saved_state == -1) {
-    ND_TRACE("cbrestore : no saved position !");
-    set_err(kCbErrNoMark, 50);
+    CB_TRACE(kModule, "cbrestore : no saved position !");
+    set_err(kCbErrNoMark, kStepRestore);
     return -1;
   }
   const int state = c->state, index = c->index;
@@ -860,7 +830,7 @@ int cbrestore(CbCursor* c, int32_t* data) {
 }
 
 int cbscan(CbCursor* c, int forward, CbVisit visit, void* ctx) {
-  if (!cursor_ok(c, forward ? 9 : 10)) return -1;
+  if (!cursor_ok(c, forward ? kOpNext : kOpPrev)) return -1;
   const int dir = forward ? 1 : -1;
   int32_t data = 0;
   // On an entry, the first move stays in its leaf if it can, under the pin of the walk;
@@ -871,7 +841,7 @@ int cbscan(CbCursor* c, int forward, CbVisit visit, void* ctx) {
     {
       Tree t(c);
       NodeRef n;
-      if (!n.get(t, static_cast<uint32_t>(c->block), 13)) return -1;
+      if (!n.get(t, static_cast<uint32_t>(c->block), kStepCursorEntry)) return -1;
       const int count = nd_count(n.p);
       int i = c->index;
       if (off_current) {

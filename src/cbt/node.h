@@ -16,13 +16,15 @@
 
 #include <cstdint>
 
-#include "cbt/bufpool.h"
+#include "cbt/cbfile.h"
 
 namespace kyt {
 
 constexpr int kNodeHead = 20;
 constexpr int kLeafSlot = 12;
 constexpr int kInnerSlot = 16;
+// The file level sizes the entry room (entry_list) by the smallest entry.
+static_assert(kLeafSlot >= kMinEntryBytes && kInnerSlot >= kMinEntryBytes);
 constexpr uint32_t kLeafLow = 0xFFFFFFFFu;
 constexpr uint32_t kMaxHeight = 128;  // far beyond any tree a 32-bit block number allows
 
@@ -90,16 +92,18 @@ class NodeRef {
   NodeRef& operator=(const NodeRef&) = delete;
 
   // Pins block `blk` as a node: in range, read, checked on first use after a read.
-  // On failure cb_errcode is 24 (out of range), 6 (read) or 23 (check), with `concode`.
-  bool get(Tree& t, uint32_t blk, int concode);
+  // On failure cb_errcode is kCbErrDamagedTree (out of range), kCbErrGetBlk (read) or
+  // kCbErrDamagedNode (check), with `step` as cb_concode (here and in the descents below).
+  bool get(Tree& t, uint32_t blk, int step);
   // As get, and the node must be a leaf exactly when `level` is 1.
-  bool get_level(Tree& t, uint32_t blk, uint32_t level, int concode);
+  bool get_level(Tree& t, uint32_t blk, uint32_t level, int step);
   // Pins block `blk` without treating it as a node.
-  bool get_raw(Tree& t, uint32_t blk, int concode);
+  bool get_raw(Tree& t, uint32_t blk, int step);
   // Takes over a block pinned elsewhere (alloc_blk).
   void adopt(Tree& t, uint32_t blk, uint8_t* p);
   void dirty() { dirty_ = true; }
-  // Gives the block back; -1 (cb_errcode 8 or 9) when the pool refuses.
+  // Gives the block back; -1 (kCbErrPutBlk or kCbErrRlseBlk) when the pool
+  // refuses.
   int release();
   // Chains the block into the free list (it must already be unlinked).
   int free_block();
@@ -148,17 +152,6 @@ void nd_remove(uint8_t* p, int B, int i);
 // Slots plus key bytes of entries a..b (0 when a > b).
 int nd_size(const uint8_t* p, int a, int b);
 
-// An entry to place by nd_build.
-struct EntrySrc {
-  const uint8_t* key;
-  int len;
-  int32_t data;
-  uint32_t child;
-};
-// Room for the entries of two nodes, reused by every call: made by cbinit for its buffer
-// size (false when memory is short), so that no change of a tree waits on an allocation.
-bool entry_list_reserve(int bufsize);
-EntrySrc* entry_list(int n);
 // Rewrites the entries of node p (low, left, right kept) from `list`; adjacent equal keys
 // share bytes. False, with p unchanged, when they do not fit. Keys may point into p.
 bool nd_build(CbCompare cmp, uint8_t* p, int B, const EntrySrc* list, int n);
@@ -170,15 +163,17 @@ void pos_moved(TreeFile* tf, uint32_t from, int lo, int n, uint32_t to, int to_l
 
 // First entry of the leftmost leaf below block `blk` (at `level`): key copied to `buf`.
 int first_entry(Tree& t, uint32_t blk, uint32_t level, uint8_t* buf, int* len, int32_t* data,
-                int concode);
+                int step);
 // Leaf (at level 1) where (key, data) belongs, its index and the locate result there.
-int find_leaf(Tree& t, const KeyDesc& k, uint32_t* leaf, int* idx, int* res, int concode);
+int find_leaf(Tree& t, const KeyDesc& k, uint32_t* leaf, int* idx, int* res, int step);
 // Moves the cursor to the entry after its current one (cbnext without the checks).
 int pos_next(Tree& t, int32_t* data);
-// Common checks of the cursor operations: sets cb_fcncode; 15/14 for unknown handles.
-bool cursor_ok(CbCursor* c, int fcncode);
-// cursor_ok for the changing operations: also refuses a tree opened read-only (25).
-bool cursor_writable(CbCursor* c, int fcncode);
+// Common checks of the cursor operations: sets cb_fcncode to `op`; kCbErrCursor and
+// kCbErrDescriptor for unknown handles.
+bool cursor_ok(CbCursor* c, int op);
+// cursor_ok for the changing operations: also refuses a tree opened read-only
+// (kCbErrReadOnly).
+bool cursor_writable(CbCursor* c, int op);
 // Longest key a tree of this cursor takes.
 int max_key_len(const CbCursor* c);
 
