@@ -28,7 +28,6 @@
 
 #include "platform/platform.h"
 #include "runtime/runtime.h"
-#include "services/rpdsql.h"
 #include "sql/sql.h"
 
 namespace {

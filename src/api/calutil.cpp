@@ -1,5 +1,5 @@
 // calutil: small exported services for client programs (today the version of the library).
-#include "api/guard.h"
+#include "runtime/runtime.h"
 #include "kyt/kyt.h"
 
 extern "C" int32_t kytGetVersion(int32_t* major, int32_t* minor, int32_t* build, int32_t* patch) {

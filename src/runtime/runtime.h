@@ -12,6 +12,9 @@
 //   numtext.h  integer texts read into a given range
 //   params.h   station parameters as runtime modules read them
 //   version.h  the version banner
+//   guard.h    api_guard: the wrapper of every exported function (no exception crosses it)
+//   msgcat.h   the message catalogue: keys, texts in English and German, rendering
+//   kytlog.h   the station log: msg_report, and the channel it hands lines on to
 // dsnfmt (completing a dataset name pattern) is the runtime's own and stays behind the door.
 //
 // Inside the folder the dependencies run one way: numtext, version and params stand alone,
@@ -22,7 +25,10 @@
 #define KYT_RUNTIME_RUNTIME_H
 
 #include "runtime/cmdlang.h"
+#include "runtime/guard.h"
+#include "runtime/kytlog.h"
 #include "runtime/lpdsn.h"
+#include "runtime/msgcat.h"
 #include "runtime/numtext.h"
 #include "runtime/params.h"
 #include "runtime/rptrace.h"

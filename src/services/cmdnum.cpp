@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "runtime/trace.h"
-#include "services/rpdsql.h"
 #include "sql/sql.h"
 #include "sql/tables/tables.h"
 

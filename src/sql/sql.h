@@ -10,8 +10,10 @@
 //                   the reset of the layer for tests
 //   schema.h        the description of every station table and of the catalogue, with the
 //                   column types and names it is made of (sqltype.h)
+//   rpdsql.h        rpdsql: statements as text through the statement interface, the database
+//                   opened on first use, the transaction nesting operations (sqlCommit, ...)
 //   tables/tables.h the per-table modules (getKTelemByCn, insKTelem, ...) over the C element
-//                   records of include/kyt/kyt_elem.h
+//                   records of include/kyt/kyt_elem.h, which read through rpdsql
 //
 // Nothing of the executor's internals passes this door: the statement record, descriptors,
 // open tables, scans and transactions stay inside src/sql. Each header listed is narrow and
@@ -21,6 +23,7 @@
 
 #include "sql/dbi.h"
 #include "sql/isa.h"
+#include "sql/rpdsql.h"
 #include "sql/schema.h"
 #include "sql/status.h"
 #include "sql/tables/tables.h"

@@ -14,7 +14,6 @@
 #include "isam/isam.h"
 #include "kyt/kyt.h"
 #include "runtime/runtime.h"
-#include "services/rpdsql.h"
 #include "sql/sql.h"
 #include "testutil.h"
 

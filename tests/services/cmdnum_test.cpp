@@ -10,7 +10,6 @@
 #include "isam/isam.h"
 #include "runtime/lpdsn.h"
 #include "services/cmdnum.h"
-#include "services/rpdsql.h"
 #include "sql/pool.h"  // pool_reset_for_tests
 #include "sql/sql.h"
 #include "sql/tables/tables.h"

@@ -7,11 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "api/guard.h"
+#include "runtime/guard.h"
 #include "isam/isam.h"
 #include "kyt/kyt.h"
 #include "runtime/runtime.h"
-#include "services/rpdsql.h"
 #include "sql/sql.h"
 #include "sql/trace_capture.h"
 #include "testutil.h"

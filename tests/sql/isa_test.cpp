@@ -12,7 +12,7 @@
 #include "cbt/cbt.h"
 #include "isam/isam.h"
 #include "runtime/runtime.h"
-#include "services/rpdsql.h"
+#include "sql/rpdsql.h"
 #include "sql/isa.h"
 #include "platform/platform.h"
 #include "sql/isatab.h"

@@ -12,7 +12,7 @@
 
 #include "isam/isam.h"
 #include "runtime/runtime.h"
-#include "services/rpdsql.h"
+#include "sql/rpdsql.h"
 #include "sql/isa.h"
 #include "sql/pool.h"
 #include "sql/schema.h"

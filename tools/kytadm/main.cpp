@@ -15,7 +15,6 @@
 
 #include "isam/isam.h"
 #include "runtime/runtime.h"
-#include "services/rpdsql.h"
 #include "sql/sql.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "runtime/runtime.h"
-#include "services/rpdsql.h"
+#include "sql/rpdsql.h"
 #include "sql/isa.h"
 #include "sql/isadbg.h"
 #include "sql/isachg.h"

@@ -1,4 +1,5 @@
-// rpdsql: the one entry through which the station's services issue statements.
+// rpdsql: the one entry through which the station's services, the per-table modules and
+// client programs issue statements as text.
 //
 // rpdsql(pieces..., NULL, host variables..., NULL) joins the pieces into the statement
 // buffer (4096 bytes; a longer statement is 99), opens the database on first use (the
@@ -18,14 +19,14 @@
 //
 // The transaction nesting operations let modules that change several rows as one unit call
 // each other: only the outermost begin and end issue "SET AUTOCOMMIT OFF" / "ON".
-#ifndef KYT_SERVICES_RPDSQL_H
-#define KYT_SERVICES_RPDSQL_H
+#ifndef KYT_SQL_RPDSQL_H
+#define KYT_SQL_RPDSQL_H
 
 #include <cstdint>
 #include <span>
 #include <string_view>
 
-#include "sql/sql.h"
+#include "sql/dbi.h"
 
 namespace kyt {
 
@@ -51,4 +52,4 @@ void rpdsql_reset_for_tests();
 
 }  // namespace kyt
 
-#endif  // KYT_SERVICES_RPDSQL_H
+#endif  // KYT_SQL_RPDSQL_H

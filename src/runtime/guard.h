@@ -8,8 +8,8 @@
 // The body's status is answered as it is; an exception becomes 99 (RC_INTERNAL_ERROR),
 // with one trace line naming the function and the cause. Whatever the body had changed
 // before the exception stays as its own clean-up (RAII) left it.
-#ifndef KYT_API_GUARD_H
-#define KYT_API_GUARD_H
+#ifndef KYT_RUNTIME_GUARD_H
+#define KYT_RUNTIME_GUARD_H
 
 #include <cstdint>
 #include <exception>
@@ -39,4 +39,4 @@ int32_t api_guard(const char* function, Body&& body) noexcept {
 
 }  // namespace kyt
 
-#endif  // KYT_API_GUARD_H
+#endif  // KYT_RUNTIME_GUARD_H

@@ -1,7 +1,7 @@
 // guard: the trace line of an exported function that ended with an exception.
-#include "api/guard.h"
+#include "runtime/guard.h"
 
-#include "runtime/runtime.h"
+#include "runtime/trace.h"
 
 namespace kyt {
 

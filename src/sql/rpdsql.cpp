@@ -1,15 +1,15 @@
 // rpdsql: the SQL pass-through and the transaction nesting operations.
-#include "services/rpdsql.h"
+#include "sql/rpdsql.h"
 
 #include <cstdarg>
 #include <string>
 #include <vector>
 
-#include "api/guard.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
-#include "sql/sql.h"
+#include "sql/isa.h"
+#include "sql/status.h"
 
 namespace kyt {
 

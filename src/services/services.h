@@ -1,0 +1,14 @@
+// services: the front door of the database services for the folders above them (api, tools,
+// and the tests of other folders). They include this header only.
+//
+//   cmdnum.h   next_command_number: the next command number, drawn from LC inside the
+//              caller's transaction
+//
+// The services stand on the SQL layer's front door (sql/sql.h: rpdsql, the per-table
+// modules) and on the runtime's; none of them reaches into another folder's internals.
+#ifndef KYT_SERVICES_SERVICES_H
+#define KYT_SERVICES_SERVICES_H
+
+#include "services/cmdnum.h"
+
+#endif  // KYT_SERVICES_SERVICES_H
