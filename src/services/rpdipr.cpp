@@ -147,11 +147,13 @@ constexpr ParmDefault kDefaults[] = {
     {"NUMREDOLOGS", kLong, 12, "NOLIMIT"},
 };
 
-// Where the two lines of the initial command file are reported. The station log
-// (msg_report of the message catalogue) takes them at merge: until then they go to the
-// trace only.
-void log_init_line(const char* key, std::string_view line) {
-  KYT_TRACE(kModule, kTopic, 3, "%s %.*s", key, static_cast<int>(line.size()), line.data());
+// Where the lines of the initial command file are reported: OK_READ with the line,
+// OK_INVALID_SYNTAX with the line and the command's code. They belong in the station log
+// (msg_report of runtime/kytlog.h: msg_report(key, {line}) and msg_report(key, {line, rc}));
+// until that module is part of this tree they go to the trace only.
+void log_init_line(const char* key, std::string_view line, int32_t rc = 0) {
+  KYT_TRACE(kModule, kTopic, 3, "%s %.*s (rc = %d)", key, static_cast<int>(line.size()),
+            line.data(), rc);
 }
 
 bool prefix_nocase(std::string_view s, std::string_view p) {
@@ -219,7 +221,8 @@ int32_t rpdipr_run() {
     if (line.size() > kLineMax) line = line.substr(0, kLineMax);
     if (!prefix_nocase(line, "setparm ") && !prefix_nocase(line, "sp ")) continue;
     log_init_line("OK_READ", line);
-    if (run_operator_line(line) != 0) log_init_line("OK_INVALID_SYNTAX", line);
+    const int32_t rc = run_operator_line(line);
+    if (rc != 0) log_init_line("OK_INVALID_SYNTAX", line, rc);
   }
   return 0;
 }

@@ -365,7 +365,7 @@ TEST_F(ParamsTest, InitialCommandFileSetsParametersAndWakesTheMonitor) {
   EXPECT_EQ(row("MAXRECL"), "4711");
   EXPECT_EQ(row("VDSNCHAR"), "OFTP");
   EXPECT_TRUE(trace.has("OK_READ SETPARM SLEEP=12"));
-  EXPECT_TRUE(trace.has("OK_INVALID_SYNTAX setparm NOSUCHNAME=1"));
+  EXPECT_TRUE(trace.has("OK_INVALID_SYNTAX setparm NOSUCHNAME=1 (rc = 12)"));
   EXPECT_FALSE(trace.has("spx"));
   EXPECT_FALSE(trace.has("start-up"));
   // One release per "opset" run (three good, one refused).
