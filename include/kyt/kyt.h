@@ -64,6 +64,55 @@ typedef struct kyt_hostvar {
  * ("CLOSE DB") is rolled back; cursors left declared are closed then, without harm. */
 int32_t rpdsql(const char *piece, ...);
 
+/* ---- Parameters (rows of the parameter table PT) ----
+ * A printer of "list": called with a parameter's name and value text; its code is handed
+ * back (for "ALL" the code of the last call). */
+typedef int32_t (*kyt_parm_printer)(const char *name, const char *value);
+
+/* Reads, writes or lists a station parameter. Names are case-insensitive and cut to 19
+ * characters. verb:
+ *   "get"   name; value: out, by the parameter's type: a text buffer of at least the
+ *           parameter's LEN bytes (41 always suffices; 255 for KYTENV; 2 for KYTMODE), an
+ *           int32_t (long parameters; "NOLIMIT" and "NONE" read 0) or an int16_t (short
+ *           parameters, TESTMODE, FORCEDEND)
+ *   "set"   name; value: in, a text, an int32_t or an int16_t by the parameter's type
+ *   "list"  name or "ALL"; value: a kyt_parm_printer, or NULL for the default printer,
+ *           which writes "KYT Parameter NAME = VALUE\n" to standard output. "ALL" reports
+ *           KYTMODE, TESTMODE, KYTENV and then every row.
+ *   "opset" name ignored; value: in, the text "NAME=VALUE" (at most 59 characters), as an
+ *           operator gives it; the station's monitor is woken afterwards
+ * Texts written are cut to the parameter's LEN - 1 characters. Nothing is allocated for the
+ * caller. Returns 0; 4 KYTENV written before it was read; 8 unknown verb; 12 no such
+ * parameter (or the database could not be read); 16 value not acceptable (empty value of
+ * "opset", KYTMODE not n, s, t or w, NULL value); 20 a DTCONN... parameter already found
+ * missing; 99 the update failed or an internal failure. */
+int32_t rpdprm(const char *verb, const char *name, void *value);
+
+/* Writes the default parameter rows into a new database, then runs the "setparm" / "sp"
+ * lines of the initial command file (DSN_MON_INIT) when there is one. The argument is
+ * ignored. Returns 0, or 99 when a row could not be inserted (the rows before it stay). */
+int32_t rpdipr(void *unused);
+
+/* Creates every station table and index of a new database (whose catalogue exists) and the
+ * first rows of LC and LD. Returns 0 or the first failing status. */
+int32_t rpdini(void);
+
+/* The command table cache: field `field` of command number `cn` (decimal text), as text.
+ * action 123 get into value (length bytes, cut and zero-terminated), 124 put value (up to
+ * length bytes or its zero) into the cache only, 125 put and write to the database (KT's
+ * STATUS, ERRORCODE, DTSCHEDULE), 126 forget the command (cn "ALL": every command). The
+ * pseudo-field "Originator" (at most 26 characters) names who started the job: "KYT",
+ * "user: UID", "oper: CID", "oper: CID(PID)" or "unknown". Returns 0; 4 the field could not be
+ * read or written; 8 unknown action; 16 the cache could not be made; 99 internal failure. */
+int32_t rpdcch(int16_t action, const char *cn, const char *field, char *value, int32_t length);
+
+/* The command row (KT) of command number cn by column number: action 123 reads column 5
+ * (DTDONE) or 8 (STATUS) into value (length bytes), 125 writes column 5 (DTDONE) or 9
+ * (HELDBY) from value; 124 and 126 forget the row kept for cn, 127 every row kept. Returns 0;
+ * 8 action outside 123-127 or cn 0 (but for 127); 12 another column; 4 the write failed;
+ * -1 the row could not be read. */
+int32_t rpdch(int16_t action, int32_t cn, int16_t field, char *value, int32_t length);
+
 #ifdef __cplusplus
 }
 #endif

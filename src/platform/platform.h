@@ -182,6 +182,32 @@ class ErrorGuard {
   [[maybe_unused]] unsigned long saved_last_error_;  // Win32 last error; unused on POSIX
 };
 
+// Named semaphores: the monitor's wake-up semaphore. A name is a plain word of letters,
+// digits, "." and "_" (at most 200 characters); the platform maps it to its own namespace
+// (POSIX "/NAME" for sem_open, Windows the session's kernel object "NAME").
+//
+// Releases the semaphore `name` once when it exists; false when there is none (nobody
+// waits: not an error for the caller) or it cannot be released.
+bool release_named_semaphore(const char* name);
+
+// The waiting side: a named semaphore made (count 0) or opened by this process, closed when
+// the object goes; the POSIX name is removed again when this object made it.
+class NamedSemaphore {
+ public:
+  NamedSemaphore() = default;
+  ~NamedSemaphore();
+  NamedSemaphore(const NamedSemaphore&) = delete;
+  NamedSemaphore& operator=(const NamedSemaphore&) = delete;
+  bool create(const char* name);
+  // Takes one count without waiting: false when the count is 0.
+  bool try_wait();
+
+ private:
+  void* handle_ = nullptr;  // sem_t* or HANDLE
+  std::string name_;
+  bool made_ = false;
+};
+
 }  // namespace kyt::platform
 
 #endif  // KYT_PLATFORM_PLATFORM_H

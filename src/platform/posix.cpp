@@ -1,5 +1,6 @@
 // platform for POSIX systems (Linux).
 #include <fcntl.h>
+#include <semaphore.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/mman.h>
@@ -351,5 +352,47 @@ bool set_env(const char* name, const char* value) {
 
 ErrorGuard::ErrorGuard() : saved_errno_(errno), saved_last_error_(0) {}
 ErrorGuard::~ErrorGuard() { errno = saved_errno_; }
+
+// --- named semaphores --------------------------------------------------------------------
+
+namespace {
+std::string sem_path(const char* name) { return std::string("/") + name; }
+}  // namespace
+
+bool release_named_semaphore(const char* name) {
+  if (name == nullptr || *name == 0) return false;
+  sem_t* s = sem_open(sem_path(name).c_str(), 0);
+  if (s == SEM_FAILED) return false;
+  const bool ok = sem_post(s) == 0;
+  sem_close(s);
+  return ok;
+}
+
+NamedSemaphore::~NamedSemaphore() {
+  if (handle_ == nullptr) return;
+  sem_close(static_cast<sem_t*>(handle_));
+  if (made_) sem_unlink(sem_path(name_.c_str()).c_str());
+}
+
+bool NamedSemaphore::create(const char* name) {
+  if (handle_ != nullptr || name == nullptr || *name == 0) return false;
+  const std::string path = sem_path(name);
+  sem_t* s = sem_open(path.c_str(), O_CREAT | O_EXCL, 0666, 0);
+  made_ = s != SEM_FAILED;
+  if (s == SEM_FAILED) s = sem_open(path.c_str(), 0);
+  if (s == SEM_FAILED) return false;
+  handle_ = s;
+  name_ = name;
+  return true;
+}
+
+bool NamedSemaphore::try_wait() {
+  if (handle_ == nullptr) return false;
+  int rc;
+  do {
+    rc = sem_trywait(static_cast<sem_t*>(handle_));
+  } while (rc != 0 && errno == EINTR);
+  return rc == 0;
+}
 
 }  // namespace kyt::platform

@@ -351,4 +351,34 @@ ErrorGuard::~ErrorGuard() {
   SetLastError(static_cast<DWORD>(saved_last_error_));
 }
 
+// --- named semaphores --------------------------------------------------------------------
+
+bool release_named_semaphore(const char* name) {
+  if (name == nullptr || *name == 0) return false;
+  HANDLE h = OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, name);
+  if (h == nullptr) return false;
+  const bool ok = ReleaseSemaphore(h, 1, nullptr) != 0;
+  CloseHandle(h);
+  return ok;
+}
+
+NamedSemaphore::~NamedSemaphore() {
+  if (handle_ != nullptr) CloseHandle(static_cast<HANDLE>(handle_));
+}
+
+bool NamedSemaphore::create(const char* name) {
+  if (handle_ != nullptr || name == nullptr || *name == 0) return false;
+  HANDLE h = CreateSemaphoreA(nullptr, 0, 0x7fffffff, name);
+  if (h == nullptr) return false;
+  made_ = GetLastError() != ERROR_ALREADY_EXISTS;
+  handle_ = h;
+  name_ = name;
+  return true;
+}
+
+bool NamedSemaphore::try_wait() {
+  if (handle_ == nullptr) return false;
+  return WaitForSingleObject(static_cast<HANDLE>(handle_), 0) == WAIT_OBJECT_0;
+}
+
 }  // namespace kyt::platform

@@ -42,6 +42,7 @@ mkdir -p "$work/pc"
 flags=$(PKG_CONFIG_PATH= PKG_CONFIG_LIBDIR="$prefix/lib/pkgconfig" pkg-config --cflags --libs kyt)
 $cc "$src/tests/consumer/main.c" $flags -o "$work/pc/consumer$exe"
 $cc "$src/tests/consumer/sqlexit.c" $flags -o "$work/pc/sqlexit$exe"
+$cc "$src/tests/consumer/params.c" $flags -o "$work/pc/params$exe"
 
 for dir in "$work/cm" "$work/pc"; do
   if [ -n "$toolchain" ]; then
@@ -54,5 +55,8 @@ for dir in "$work/cm" "$work/pc"; do
   # A client of the shared library that ends with cursors and a transaction open.
   LD_LIBRARY_PATH="$prefix/lib" bash "$src/tests/services/sqlexit_test.sh" "$dir/sqlexit$exe" \
     "$prefix/bin/kytadm$exe" || exit 1
+  # The parameter service and the command cache through the shared library.
+  LD_LIBRARY_PATH="$prefix/lib" bash "$src/tests/services/params_test.sh" "$dir/params$exe" \
+    "$prefix/bin/kytadm$exe" || exit 1
 done
-echo "consumer: 4 passed, 0 failed"
+echo "consumer: 6 passed, 0 failed"

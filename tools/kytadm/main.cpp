@@ -17,6 +17,13 @@
 #include "runtime/runtime.h"
 #include "sql/sql.h"
 
+// kytadm params (params.cpp).
+namespace kytadm {
+extern const char* const kParamsSynopsis;
+extern const char* const kParamsHelp;
+int run_params(const std::vector<std::string>& args);
+}  // namespace kytadm
+
 namespace {
 
 constexpr int kExitOk = 0;
@@ -81,6 +88,7 @@ const Subcommand kSubcommands[] = {
      "work was rolled back (\"kytadm sql: uncommitted work was rolled back\"); 2 wrong\n"
      "arguments or an environment file that cannot be read.\n",
      run_sql},
+    {"params", kytadm::kParamsSynopsis, kytadm::kParamsHelp, kytadm::run_params},
 };
 
 void usage(std::FILE* out) {
