@@ -18,7 +18,7 @@
 #include "runtime/lpdsn.h"
 #include "services/rpdipr.h"
 #include "services/rpdprm.h"
-#include "services/rpdsql.h"
+#include "sql/sql.h"
 #include "sql/isa.h"
 
 namespace {

@@ -10,11 +10,11 @@
 #include <string_view>
 #include <vector>
 
-#include "api/guard.h"
+#include "runtime/runtime.h"
 #include "kyt/kyt.h"
 #include "runtime/numtext.h"
 #include "runtime/trace.h"
-#include "services/rpdsql.h"
+#include "sql/sql.h"
 #include "sql/schema.h"
 #include "sql/tables/tables.h"
 #include "sql/tables/tabmod.h"

@@ -1,7 +1,7 @@
 // rpdini: the schema and first rows of a new station database.
 #include <cstdint>
 
-#include "api/guard.h"
+#include "runtime/runtime.h"
 #include "kyt/kyt.h"
 #include "runtime/rpxdt.h"
 #include "services/rpdipr.h"

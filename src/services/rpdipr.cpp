@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "api/guard.h"
+#include "runtime/runtime.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
 #include "runtime/cmdlang.h"
@@ -147,13 +147,17 @@ constexpr ParmDefault kDefaults[] = {
     {"NUMREDOLOGS", kLong, 12, "NOLIMIT"},
 };
 
-// Where the lines of the initial command file are reported: OK_READ with the line,
-// OK_INVALID_SYNTAX with the line and the command's code. They belong in the station log
-// (msg_report of runtime/kytlog.h: msg_report(key, {line}) and msg_report(key, {line, rc}));
-// until that module is part of this tree they go to the trace only.
+// A line of the initial command file goes to the station log: OK_READ when it is read,
+// OK_INVALID_SYNTAX with the command's code when it fails; the trace gets it too.
 void log_init_line(const char* key, std::string_view line, int32_t rc = 0) {
   KYT_TRACE(kModule, kTopic, 3, "%s %.*s (rc = %d)", key, static_cast<int>(line.size()),
             line.data(), rc);
+  if (rc == 0) {
+    msg_report(key, {line});
+  } else {
+    const std::string code = std::to_string(rc);
+    msg_report(key, {line, code});
+  }
 }
 
 bool prefix_nocase(std::string_view s, std::string_view p) {

@@ -9,14 +9,14 @@
 #include <string_view>
 #include <vector>
 
-#include "api/guard.h"
+#include "runtime/runtime.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
 #include "runtime/lpdsn.h"
 #include "runtime/numtext.h"
 #include "runtime/params.h"
 #include "runtime/trace.h"
-#include "services/rpdsql.h"
+#include "sql/sql.h"
 #include "sql/tables/tables.h"
 
 namespace kyt {

@@ -9,7 +9,7 @@
 #include "kyt/kyt.h"
 #include "runtime/lpdsn.h"
 #include "services/rpdcch.h"
-#include "services/rpdsql.h"
+#include "sql/sql.h"
 #include "sql/isa.h"
 #include "sql/tables/tables.h"
 #include "sql/tables/tabmod.h"

@@ -14,7 +14,7 @@
 #include "runtime/lpdsn.h"
 #include "services/rpdipr.h"
 #include "services/rpdprm.h"
-#include "services/rpdsql.h"
+#include "sql/sql.h"
 #include "sql/isa.h"
 #include "sql/trace_capture.h"
 #include "testutil.h"
@@ -153,6 +153,7 @@ class ParamsTest : public ::testing::Test {
     ASSERT_EQ(lpdsn_init_file(dir_.file("kytenv.dat")), 0);
     ASSERT_EQ(lpdsn_set("DB", dir_.path().c_str()), 0);
     ASSERT_EQ(lpdsn_set("DSN_MON_INIT", dir_.file("rdmini.dat").c_str()), 0);
+    ASSERT_EQ(lpdsn_set("DSN_KYT_LOG", dir_.file("rlog.log").c_str()), 0);
     ASSERT_EQ(rpdsql_run("OPEN DB"), 0);
     ASSERT_EQ(isa_create_catalogue(), 0);
     ASSERT_EQ(rpdini(), 0);
@@ -368,6 +369,14 @@ TEST_F(ParamsTest, InitialCommandFileSetsParametersAndWakesTheMonitor) {
   EXPECT_TRUE(trace.has("OK_INVALID_SYNTAX setparm NOSUCHNAME=1 (rc = 12)"));
   EXPECT_FALSE(trace.has("spx"));
   EXPECT_FALSE(trace.has("start-up"));
+  // The station log has every line read, and the refused one with its code.
+  const std::string log = test::read_file(kytlog_file());
+  EXPECT_NE(log.find(" I OK_READ Command read: SETPARM SLEEP=12\n"), std::string::npos) << log;
+  EXPECT_NE(log.find(" I OK_READ Command read: sp PARM=maxrecl=4711\n"), std::string::npos);
+  EXPECT_NE(log.find(" E OK_INVALID_SYNTAX Command refused (rc = 12): setparm NOSUCHNAME=1\n"),
+            std::string::npos)
+      << log;
+  EXPECT_EQ(log.find("spx"), std::string::npos);
   // One release per "opset" run (three good, one refused).
   int woken = 0;
   while (wake.try_wait()) ++woken;

@@ -6,7 +6,7 @@
 
 #include "runtime/lpdsn.h"
 #include "services/rpdprm.h"
-#include "services/rpdsql.h"
+#include "sql/sql.h"
 #include "sql/isa.h"
 
 namespace kytadm {
