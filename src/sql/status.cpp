@@ -69,4 +69,16 @@ const char* sql_status_text(int32_t status) {
   return s == nullptr ? nullptr : s->text;
 }
 
+SqlDetail& sql_detail() {
+  // Never destroyed: the exit handler may still run statements after static destructors.
+  static SqlDetail* detail = new SqlDetail;
+  return *detail;
+}
+
+void sql_detail_clear() { sql_detail() = SqlDetail{}; }
+
+void sql_detail_note(std::string* field, std::string_view value) {
+  if (field->empty()) field->assign(value);
+}
+
 }  // namespace kyt
