@@ -74,16 +74,26 @@ int read_environment(const Args& args) {
   const std::string file = args.value("-e");
   const int rc = file.empty() ? kyt::lpdsn_init() : kyt::lpdsn_init_file(file);
   if (rc == 0) return 0;
-  std::string text = kyt::lpdsn_error_text();
-  if (text.empty()) {
-    // The store's first entry is always the name of the file it read.
-    const auto& entries = kyt::lpdsn_entries();
-    const std::string name = entries.empty() ? file : entries.front().second;
-    std::error_code ec;
+  std::string text;
+  // The bytes of a damaged line as they are, but no control characters on the screen.
+  for (unsigned char c : kyt::lpdsn_error_text()) {
+    if (c < 0x20 || c == 0x7f) {
+      char hex[8];
+      std::snprintf(hex, sizeof hex, "\\x%02x", c);
+      text += hex;
+    } else {
+      text.push_back(static_cast<char>(c));
+    }
+  }
+  // Without -e the store's first entry is the name of the file it read.
+  const auto& entries = kyt::lpdsn_entries();
+  const std::string name = !file.empty() || entries.empty() ? file : entries.front().second;
+  std::error_code ec;
+  if (std::filesystem::is_directory(name, ec)) {
+    text = name + ": a directory, not an environment file";
+  } else if (text.empty()) {
     text = name + ": " +
-           (std::filesystem::is_directory(name, ec) ? "a directory, not an environment file"
-            : rc == 99                               ? "cannot read the environment file"
-                                                     : "the environment file is not valid");
+           (rc == 99 ? "cannot read the environment file" : "the environment file is not valid");
   }
   std::fprintf(stderr, "kytadm %s: %s (code %d)\n", args.self->name, text.c_str(), rc);
   return rc;
