@@ -228,12 +228,14 @@ fi
 # SELECT *, .tables, .schema, empty statements, plain decimals.
 run sql -e sql.env "CREATE TABLE FL (ID SMALLINT NOT NULL, X FLOAT, NOTE CHAR(8))" ";;INSERT INTO FL VALUES(1, 1.5, 'a');; INSERT INTO FL VALUES(2, -0.25, NULL);"
 check "empty statements in arguments: exit" 0 "$rc"
-printf ';;\nSELECT * FROM FL;;\n;\n.tables\n.schema FL\n' >star.sql
+printf ';;\nSELECT *\n  FROM FL;;\n;\n.tables\n.schema FL\n' >star.sql
 run sql -e sql.env <star.sql
 check "empty statements on input: exit" 0 "$rc"
 check "SELECT *, plain decimals, .tables, .schema" "$(printf '1|1.5|a\n2|-0.25|\nFL\nPT\nCREATE TABLE FL (ID SMALLINT NOT NULL, X FLOAT, NOTE CHAR(8));')" "$out"
 run sql -e sql.env ".schema PT"
 check ".schema with the primary index" "$(printf 'CREATE TABLE PT (NAME CHAR(20) NOT NULL, TYPE SMALLINT NOT NULL, LEN INTEGER NOT NULL, VAL CHAR(40) NOT NULL);\nCREATE UNIQUE INDEX PRIM_PT ON PT (NAME);')" "$out"
+run sql -e sql.env "SELECT * FROM NOPE"
+check "SELECT * of an unknown table" "kytadm sql: statement 1 \"SELECT * FROM NOPE\": table NOPE: no such table (256083)" "$err"
 run sql -e sql.env ".schema NOPE"
 check ".schema of an unknown table" "kytadm sql: .schema: no table NOPE" "$err"
 

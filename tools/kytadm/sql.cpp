@@ -250,19 +250,23 @@ int32_t table_columns(const std::string& table, std::vector<Column>* out) {
   return rc;
 }
 
-// The table a SELECT reads, by its words: SELECT ... FROM table.
+// The table a SELECT reads, by its words: SELECT ... FROM table (outside quotes).
 std::string select_table(const std::string& s) {
   const std::string u = upper(s);
-  size_t from = u.find(" FROM ");
-  while (from == std::string::npos) {
-    from = u.find("\nFROM");
-    if (from == std::string::npos) return {};
+  auto word_char = [&](size_t i) {
+    return i < u.size() && (std::isalnum(static_cast<unsigned char>(u[i])) || u[i] == '_' || u[i] == '.');
+  };
+  bool quoted = false;
+  for (size_t i = 0; i + 4 <= u.size(); ++i) {
+    if (u[i] == '\'') quoted = !quoted;
+    if (quoted || u.compare(i, 4, "FROM") != 0 || (i > 0 && word_char(i - 1)) || word_char(i + 4)) continue;
+    size_t a = u.find_first_not_of(" \t\r\n", i + 4);
+    if (a == std::string::npos) return {};
+    size_t b = a;
+    while (word_char(b)) ++b;
+    return u.substr(a, b - a);
   }
-  size_t a = u.find_first_not_of(" \t\r\n", from + 5);
-  if (a == std::string::npos) return {};
-  size_t b = a;
-  while (b < u.size() && (std::isalnum(static_cast<unsigned char>(u[b])) || u[b] == '_' || u[b] == '.')) ++b;
-  return u.substr(a, b - a);
+  return {};
 }
 
 bool is_select(const std::string& s) {
@@ -270,11 +274,17 @@ bool is_select(const std::string& s) {
   return t.rfind("SELECT", 0) == 0 && (t.size() == 6 || !std::isalnum(static_cast<unsigned char>(t[6])));
 }
 
+// Whether the select list is "*".
+bool has_star(const std::string& s) {
+  const size_t p = s.find_first_not_of(" \t\r\n");
+  const size_t star = s.find_first_not_of(" \t\r\n", p + 6);
+  return star != std::string::npos && s[star] == '*';
+}
+
 // "SELECT * FROM T ..." with the columns of T in declaration order in place of "*".
 std::string expand_star(const std::string& s, const std::vector<Column>& cols) {
-  const size_t p = s.find_first_not_of(" \t\r\n");
-  size_t star = s.find_first_not_of(" \t\r\n", p + 6);
-  if (star == std::string::npos || s[star] != '*' || cols.empty()) return s;
+  if (!has_star(s) || cols.empty()) return s;
+  const size_t star = s.find_first_not_of(" \t\r\n", s.find_first_not_of(" \t\r\n") + 6);
   std::string list;
   for (const Column& c : cols) list += (list.empty() ? "" : ", ") + c.name;
   return s.substr(0, star) + list + s.substr(star + 1);
@@ -305,6 +315,11 @@ int32_t run_select(const Statement& st) {
   const std::string text = expand_star(st.text, cols);
   kyt::sql_detail_clear();
   kyt::sql_detail().table = table;
+  if (text == st.text && cols.empty() && !table.empty() && has_star(st.text)) {
+    // "*" stands for the columns of a table the catalogue does not know.
+    kyt::sql_detail().reason = "no such table";
+    return kyt::DBI_E_TABERR;
+  }
   std::vector<std::string> names;
   std::vector<bool> floating;
   bool first = true;
