@@ -117,10 +117,10 @@ int32_t lpdbi_parse(std::span<const std::string_view> pieces, std::span<const Ho
   if (po.refusal != sql::Refusal::kNone && po.refusal != sql::Refusal::kNoMemory) {
     SqlDetail& d = sql_detail();
     d.syntax = po.refusal == sql::Refusal::kSyntax;
-    d.token.assign(po.last_token);
+    sql_detail_note(&d.token, {po.last_token});
     d.position = static_cast<int32_t>(po.last_token.data() - text.data());
   } else if (po.stmt != nullptr) {
-    sql_detail_note(&sql_detail().table, po.stmt->ts.s_tabname);
+    sql_detail_note(&sql_detail().table, {po.stmt->ts.s_tabname});
   }
   if (po.refusal == sql::Refusal::kSyntax) {
     KYT_TRACE(kModule, kTopic, 1, "lpdbi: %s \n", "syntax error");

@@ -25,7 +25,7 @@ class Resolver {
         (c.s_creator[0] == '\0' || std::strcmp(c.s_creator, td_->ts.s_creator) == 0);
     c.p_col = same_table ? td_->col(c.s_colname) : nullptr;
     if (c.p_col == nullptr) {
-      sql_detail_note(&sql_detail().column, c.s_colname);
+      sql_detail_note(&sql_detail().column, {c.s_colname});
       KYT_TRACE(kModule, kTopic, 1, "isapar: column %s not in table %s", c.s_colname,
                 td_->ts.s_tabname);
     }
@@ -62,10 +62,10 @@ int32_t resolve(STMT* s) {
     default:
       return OK_STATE;  // creating and dropping name tables that need not exist yet
   }
-  sql_detail_note(&sql_detail().table, s->ts.s_tabname);
+  sql_detail_note(&sql_detail().table, {s->ts.s_tabname});
   int32_t rc = get_tab_desc(s->ts, &s->p_td);
   if (rc != OK_STATE) {
-    if (rc == DBI_E_TABERR) sql_detail_note(&sql_detail().reason, "no such table");
+    if (rc == DBI_E_TABERR) sql_detail_note(&sql_detail().reason, {"no such table"});
     KYT_TRACE(kModule, kTopic, 1, "%s not found", s->ts.s_tabname);
     return rc;
   }
@@ -103,7 +103,7 @@ int32_t isapar(int32_t cursor_id, std::string_view keyword,
     const size_t at = static_cast<size_t>(po.last_token.data() - text.data());
     SqlDetail& d = sql_detail();
     d.syntax = po.refusal == sql::Refusal::kSyntax;
-    d.token.assign(po.last_token);
+    sql_detail_note(&d.token, {po.last_token});
     d.position = static_cast<int32_t>(at >= prefix ? at - prefix : 0);
   }
   if (po.refusal == sql::Refusal::kSyntax) {

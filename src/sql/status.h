@@ -8,6 +8,7 @@
 #define KYT_SQL_STATUS_H
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -94,8 +95,9 @@ struct SqlDetail {
 };
 SqlDetail& sql_detail();
 void sql_detail_clear();
-// Sets `field` unless it holds a value already.
-void sql_detail_note(std::string* field, std::string_view value);
+// Sets `field` to the pieces joined unless it holds a value already. Never throws: a detail
+// that cannot be had for want of memory is left out, and the statement's own status stands.
+void sql_detail_note(std::string* field, std::initializer_list<std::string_view> pieces) noexcept;
 
 }  // namespace kyt
 
