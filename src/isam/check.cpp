@@ -113,7 +113,11 @@ void check_open(IsamDb* db, Report* r) {
   std::string problem;
   const bool tree_sound = cbcheck(db->tree, &problem) == 1;
   if (!tree_sound) r->add("index tree: %s", problem.c_str());
-  if (!I_open_holes(db)) r->add("holes tree: cannot open: %s", isam_strerror(isam_errno));
+  if (!I_open_holes(db)) {
+    r->add("holes tree: cannot open: %s (the header block, block 0, of the .HOL file beside the "
+           "data file; cb_errcode %d)",
+           isam_strerror(isam_errno), cb_errcode);
+  }
   const bool holes_sound = db->holes == nullptr || cbcheck(db->holes, &problem) == 1;
   if (!holes_sound) r->add("holes tree: %s", problem.c_str());
   // Tiling of the data file.
@@ -253,7 +257,28 @@ bool icheck_db(const char* name, std::vector<std::string>* problems, size_t limi
         }
       }
     }
-    if (r.count == 0) r.add("cannot open: %s", isam_strerror(isam_errno));
+    if (r.count == 0) {
+      // The words of isam_errno, then what to look at.
+      const std::string data = isam_file(base, ".DB"), index = isam_file(base, ".IDX");
+      switch (isam_errno) {
+        case kIsamDataCorrupt:
+          r.add("cannot open: %s: the header of %s (field count and first record offset in "
+                "bytes 0 to 3, then the field names) is not valid",
+                isam_strerror(isam_errno), data.c_str());
+          break;
+        case kIsamCbt:
+        case kIsamIndexCorrupt:
+          r.add("cannot open: %s: the header block (block 0) of %s cannot be used (cb_errcode %d)",
+                isam_strerror(isam_errno), index.c_str(), cb_errcode);
+          break;
+        case kIsamIo:
+          r.add("cannot open: %s: %s or %s cannot be read (permissions, a short file)",
+                isam_strerror(isam_errno), data.c_str(), index.c_str());
+          break;
+        default:
+          r.add("cannot open %s: %s", data.c_str(), isam_strerror(isam_errno));
+      }
+    }
     return false;
   }
   check_open(db, &r);

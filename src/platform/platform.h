@@ -164,6 +164,10 @@ struct LocalTime {
 };
 bool local_time(int64_t t, LocalTime* out);
 
+// Whether standard input is an interactive terminal (a console on Windows), not a file or
+// a pipe: interactive commands show a prompt and go on after an error there.
+bool stdin_is_terminal();
+
 // Environment variables of the process.
 bool get_env(const char* name, std::string* value);  // false when not set
 bool set_env(const char* name, const char* value);   // value nullptr removes it

@@ -338,6 +338,8 @@ bool local_time(int64_t t, LocalTime* out) {
   return true;
 }
 
+bool stdin_is_terminal() { return isatty(STDIN_FILENO) == 1; }
+
 bool get_env(const char* name, std::string* value) {
   const char* v = getenv(name);
   if (v == nullptr) return false;

@@ -324,6 +324,13 @@ bool local_time(int64_t t, LocalTime* out) {
   return true;
 }
 
+bool stdin_is_terminal() {
+  // A console answers GetConsoleMode; a pipe or file does not (_isatty would also call the
+  // NUL device a terminal).
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
 bool get_env(const char* name, std::string* value) {
   DWORD n = GetEnvironmentVariableA(name, nullptr, 0);
   if (n == 0) {

@@ -3,6 +3,9 @@
 //
 //   cmdnum.h   next_command_number: the next command number, drawn from LC inside the
 //              caller's transaction
+//   rpdprm.h   parameters: rpdprm's verbs, the cached lookup, the monitor's wake-up
+//   rpdipr.h   the default parameter table and the initial command file
+//   rpdcch.h   the command table cache (rpdcch, rpdch)
 //
 // The services stand on the SQL layer's front door (sql/sql.h: rpdsql, the per-table
 // modules) and on the runtime's; none of them reaches into another folder's internals.
@@ -10,5 +13,8 @@
 #define KYT_SERVICES_SERVICES_H
 
 #include "services/cmdnum.h"
+#include "services/rpdcch.h"
+#include "services/rpdipr.h"
+#include "services/rpdprm.h"
 
 #endif  // KYT_SERVICES_SERVICES_H

@@ -90,6 +90,7 @@ int32_t refuse(int32_t rc, std::string_view text, DbiStatement* out) {
 int32_t lpdbi_parse(std::span<const std::string_view> pieces, std::span<const HostVar> hostvars,
                     DbiStatement* out) {
   *out = DbiStatement{};
+  sql_detail_clear();
   StmtPool& pool = dbi_pool();
   pool.reset();
   std::string_view text;
@@ -112,6 +113,14 @@ int32_t lpdbi_parse(std::span<const std::string_view> pieces, std::span<const Ho
       slot->cursor = po.cursor;
       po.cursor = slot->cursor.c_str();
     }
+  }
+  if (po.refusal != sql::Refusal::kNone && po.refusal != sql::Refusal::kNoMemory) {
+    SqlDetail& d = sql_detail();
+    d.syntax = po.refusal == sql::Refusal::kSyntax;
+    sql_detail_note(&d.token, {po.last_token});
+    d.position = static_cast<int32_t>(po.last_token.data() - text.data());
+  } else if (po.stmt != nullptr) {
+    sql_detail_note(&sql_detail().table, {po.stmt->ts.s_tabname});
   }
   if (po.refusal == sql::Refusal::kSyntax) {
     KYT_TRACE(kModule, kTopic, 1, "lpdbi: %s \n", "syntax error");

@@ -116,14 +116,17 @@ int32_t create_table(const STMT& s) {
   std::vector<SyscolsRow> rows;
   if (find_tab_desc(ts.s_tabname) != nullptr || disk_catalogue_reader()(ts, &row, &rows) == RC_OK) {
     std::fprintf(stderr, "E: Table '%s' already exists\n", ts.s_tabname);
+    sql_detail_note(&sql_detail().reason, {"the table exists already"});
     KYT_TRACE(kModule, kTopic, 1, "E: Table '%s' already exists", ts.s_tabname);
     return DBI_E_TABERR;
   }
   std::string file;
   int32_t rc = tab_file(ts, &file);
   if (rc != RC_OK) return rc;
-  if (!KYT_ISACHECK(!platform::file_exists(file.c_str()), DBI_E_TABERR, "err_return"))
+  if (!KYT_ISACHECK(!platform::file_exists(file.c_str()), DBI_E_TABERR, "err_return")) {
+    sql_detail_note(&sql_detail().reason, {"its data file ", file, " exists already"});
     return DBI_E_TABERR;
+  }
   std::vector<COLDEF> defs(s.coldefs.begin(), s.coldefs.end());
   std::unique_ptr<TABDESC> d;
   rc = tab_desc_build(ts, defs, &d);
@@ -146,8 +149,10 @@ int32_t create_index(const STMT& s) {
     return DBI_E_TABERR;
   std::string name = s.s_name;
   bool primary = name.rfind("PRIM_", 0) == 0;
-  if (!KYT_ISACHECK(!is_sort_index_name(name.c_str()), DBI_E_TABERR, "err_return"))
+  if (!KYT_ISACHECK(!is_sort_index_name(name.c_str()), DBI_E_TABERR, "err_return")) {
+    sql_detail_note(&sql_detail().reason, {"index names S1, S2, ... are kept for ORDER BY"});
     return DBI_E_TABERR;
+  }
   std::string isam_name = primary ? "PRIMARY" : (s.unique ? name : "#" + name);
   std::vector<const char*> fields;
   for (const COLREF& c : s.cols) fields.push_back(c.p_col->s_colname);
@@ -169,7 +174,10 @@ int32_t create_index(const STMT& s) {
   }
   fields.push_back(nullptr);
   if (imkindex(t->db, isam_name.c_str(), fields.data()) != 1) {
-    if (isam_errno == kIsamIndexExists) return DBI_E_TABERR;
+    if (isam_errno == kIsamIndexExists) {
+      sql_detail_note(&sql_detail().reason, {"the index ", name, " exists already"});
+      return DBI_E_TABERR;
+    }
     return KYT_TABFAIL("imkindex", t.get());
   }
   rc = refresh_table(t.get());
@@ -195,11 +203,19 @@ int32_t create_index(const STMT& s) {
 int32_t drop_table(const TABSPEC& given) {
   TABDESC* td = nullptr;
   int32_t rc = get_tab_desc(given, &td);
-  if (rc != RC_OK) return DBI_E_TABERR;
-  TABSPEC ts = td->ts;
-  if (!KYT_ISACHECK(std::strcmp(ts.s_creator, kSystemCreator) != 0, DBI_E_TABERR, "err_return") ||
-      !KYT_ISACHECK(close_for_drop(ts.s_tabname), DBI_E_TABERR, "err_return"))
+  if (rc != RC_OK) {
+    if (rc == DBI_E_TABERR) sql_detail_note(&sql_detail().reason, {"no such table"});
     return DBI_E_TABERR;
+  }
+  TABSPEC ts = td->ts;
+  if (!KYT_ISACHECK(std::strcmp(ts.s_creator, kSystemCreator) != 0, DBI_E_TABERR, "err_return")) {
+    sql_detail_note(&sql_detail().reason, {"catalogue tables cannot be dropped"});
+    return DBI_E_TABERR;
+  }
+  if (!KYT_ISACHECK(close_for_drop(ts.s_tabname), DBI_E_TABERR, "err_return")) {
+    sql_detail_note(&sql_detail().reason, {"the table is in use (an open cursor)"});
+    return DBI_E_TABERR;
+  }
   std::string file;
   rc = tab_file(ts, &file);
   if (rc != RC_OK) return rc;

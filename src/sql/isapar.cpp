@@ -25,6 +25,7 @@ class Resolver {
         (c.s_creator[0] == '\0' || std::strcmp(c.s_creator, td_->ts.s_creator) == 0);
     c.p_col = same_table ? td_->col(c.s_colname) : nullptr;
     if (c.p_col == nullptr) {
+      sql_detail_note(&sql_detail().column, {c.s_colname});
       KYT_TRACE(kModule, kTopic, 1, "isapar: column %s not in table %s", c.s_colname,
                 td_->ts.s_tabname);
     }
@@ -61,8 +62,10 @@ int32_t resolve(STMT* s) {
     default:
       return OK_STATE;  // creating and dropping name tables that need not exist yet
   }
+  sql_detail_note(&sql_detail().table, {s->ts.s_tabname});
   int32_t rc = get_tab_desc(s->ts, &s->p_td);
   if (rc != OK_STATE) {
+    if (rc == DBI_E_TABERR) sql_detail_note(&sql_detail().reason, {"no such table"});
     KYT_TRACE(kModule, kTopic, 1, "%s not found", s->ts.s_tabname);
     return rc;
   }
@@ -93,6 +96,16 @@ int32_t isapar(int32_t cursor_id, std::string_view keyword,
   }
   sql::ParseOut po;
   sql::parse(sql::Dialect::kIsapar, pool, text, &po);
+  if (po.refusal != sql::Refusal::kNone && po.refusal != sql::Refusal::kNoMemory &&
+      sql_detail().position < 0) {
+    // Offsets count in the statement as given, without the keyword and its blank.
+    const size_t prefix = keyword.empty() ? 0 : keyword.size() + 1;
+    const size_t at = static_cast<size_t>(po.last_token.data() - text.data());
+    SqlDetail& d = sql_detail();
+    d.syntax = po.refusal == sql::Refusal::kSyntax;
+    sql_detail_note(&d.token, {po.last_token});
+    d.position = static_cast<int32_t>(at >= prefix ? at - prefix : 0);
+  }
   if (po.refusal == sql::Refusal::kSyntax) {
     KYT_TRACE(kModule, kTopic, 1, "isapar: %s \n", "syntax error");
     KYT_TRACE(kModule, kTopic, 1, "last token read was |%.*s|\n",

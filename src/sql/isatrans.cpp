@@ -355,6 +355,7 @@ int32_t open_table(const TABSPEC& ts, TabHandle** out) {
   if (t->db == nullptr) {
     if (isam_errno == kIsamNoFile) {
       KYT_TRACE(kModule, kTopic, 1, "open_table: %s missing", t->file.c_str());
+      sql_detail_note(&sql_detail().reason, {"its data file ", t->file, " is missing"});
       return DBI_E_TABLE_NOT_EXIST;
     }
     return isam_fail("iopen_db", t->file.c_str());

@@ -69,4 +69,34 @@ const char* sql_status_text(int32_t status) {
   return s == nullptr ? nullptr : s->text;
 }
 
+SqlDetail& sql_detail() {
+  // Never destroyed: the exit handler may still run statements after static destructors.
+  // Made before main by the initialiser below, so a statement never makes it (nor fails to).
+  static SqlDetail* detail = new SqlDetail;
+  return *detail;
+}
+
+namespace {
+const bool g_detail_made = (sql_detail(), true);
+}  // namespace
+
+void sql_detail_clear() {
+  SqlDetail& d = sql_detail();
+  d.syntax = false;
+  d.position = -1;
+  d.token.clear();  // clear() keeps the strings' storage: nothing here can fail
+  d.table.clear();
+  d.column.clear();
+  d.reason.clear();
+}
+
+void sql_detail_note(std::string* field, std::initializer_list<std::string_view> pieces) noexcept {
+  if (!field->empty()) return;
+  try {
+    for (std::string_view p : pieces) field->append(p);
+  } catch (...) {
+    field->clear();
+  }
+}
+
 }  // namespace kyt

@@ -8,6 +8,9 @@
 #define KYT_SQL_STATUS_H
 
 #include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
 
 namespace kyt {
 
@@ -76,6 +79,25 @@ constexpr int32_t LPDBI_E_TOO_DEEP = 24201021;          // condition nested too 
 const char* sql_status_name(int32_t status);
 // A short English text of a status (the message catalogue's text); nullptr when unknown.
 const char* sql_status_text(int32_t status);
+
+// The words behind the last refusal, for programs that show it to a person (kytadm sql): where
+// reading stopped for a syntax error, the table and column involved, and why. It adds words
+// and never changes a status. The statement interface parser empties it when it begins a
+// statement; the parsers and the executor fill each field once (the first refusal is the
+// cause, later ones its consequences). A caller that goes to isapar directly empties it first.
+struct SqlDetail {
+  bool syntax = false;    // a syntax error: reading stopped at `token`
+  std::string token;      // raw text of the token where reading stopped; empty at the end
+  int32_t position = -1;  // offset of that token in the statement text as given, from 0
+  std::string table;      // the statement's table
+  std::string column;     // a column not in the table
+  std::string reason;     // why, in words ("table exists"), where the status says less
+};
+SqlDetail& sql_detail();
+void sql_detail_clear();
+// Sets `field` to the pieces joined unless it holds a value already. Never throws: a detail
+// that cannot be had for want of memory is left out, and the statement's own status stands.
+void sql_detail_note(std::string* field, std::initializer_list<std::string_view> pieces) noexcept;
 
 }  // namespace kyt
 

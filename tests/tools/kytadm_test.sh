@@ -94,7 +94,7 @@ check "check: no environment file" 2 "$rc"
 printf 'DB=sqldb\n' >sql.env
 run sql -e sql.env "CREATE TABLE PT (NAME CHAR(20) NOT NULL, TYPE SMALLINT NOT NULL, LEN INTEGER NOT NULL, VAL CHAR(40) NOT NULL)"
 check "sql without catalogue: exit" 1 "$rc"
-check "sql without catalogue: message" "kytadm sql: 24200002 the database could not be found or opened" "$err"
+check "sql without catalogue: message" "kytadm sql: statement 1 \"CREATE TABLE PT (NAME CHAR(20) NOT NULL, TYPE S...\": the database could not be found or opened (24200002)" "$err"
 run sql -e sql.env --create "CREATE TABLE PT (NAME CHAR(20) NOT NULL, TYPE SMALLINT NOT NULL, LEN INTEGER NOT NULL, VAL CHAR(40) NOT NULL)" "CREATE UNIQUE INDEX PRIM_PT ON PT (NAME)"
 check "sql --create: exit" 0 "$rc"
 check "sql --create: quiet" "" "$out$err"
@@ -110,12 +110,12 @@ check "sql script: exit" 0 "$rc"
 check "sql script: rows" "$(printf 'MAXSESS|4|4|8\nSITE|1|20|a;b'"'"'c\nSITE\nMAXSESS')" "$out"
 run sql -e sql.env "INSERT INTO PT VALUES('SITE', 1, 1, 'x')" "DELETE FROM PT"
 check "sql duplicate: exit" 1 "$rc"
-check "sql duplicate: message" "kytadm sql: 256086 duplicate key" "$err"
+check "sql duplicate: message" "kytadm sql: statement 1 \"INSERT INTO PT VALUES('SITE', 1, 1, 'x')\": table PT: duplicate key (256086)" "$err"
 run sql -e sql.env "SELECT COUNT FROM PT"
 check "sql unknown column: exit" 1 "$rc"
-check "sql unknown column: message" "kytadm sql: 256085 invalid column name" "$err"
+check "sql unknown column: message" "kytadm sql: statement 1 \"SELECT COUNT FROM PT\": table PT: no column COUNT in the table (256085)" "$err"
 run sql -e sql.env "SELEC NAME FROM PT"
-check "sql syntax error" "kytadm sql: 24201001 syntax error" "$err"
+check "sql syntax error" "kytadm sql: statement 1 \"SELEC NAME FROM PT\": syntax error at 'SELEC' (line 1, column 1)" "$err"
 run sql -e sql.env "SELECT NAME FROM PT WHERE LEN < 0"
 check "sql negative values" "NEG" "$out"
 run check sqldb${sep}PT.DB
@@ -133,11 +133,110 @@ check "sql committed: quiet" "" "$err"
 check "sql committed: kept" "DONE" "$out"
 run sql -e sql.env "DELETE FROM SYSCATLG"
 check "sql catalogue refused: exit" 1 "$rc"
-check "sql catalogue refused: message" "kytadm sql: 256098 catalogue tables are changed only by CREATE and DROP statements" "$err"
+check "sql catalogue refused: message" "kytadm sql: statement 1 \"DELETE FROM SYSCATLG\": table SYSCATLG: catalogue tables are changed only by CREATE and DROP statements (256098)" "$err"
 long=$(printf "DELETE FROM PT WHERE NAME = '%05000d'" 0)
 run sql -e sql.env "$long"
-check "sql statement too long" "kytadm sql: 99 statement longer than 4095 characters" "$err"
+check "sql statement too long" "kytadm sql: statement 1 \"DELETE FROM PT WHERE NAME = '000000000000000000...\": statement longer than 4095 characters (99)" "$err"
 run sql --bogus
 check "sql: unknown option" 2 "$rc"
+
+
+# --- item by item: what an operator meets ---------------------------------------------------
+# Errors name the statement (number, shortened text), the table, the reason; syntax errors
+# of both parsers read alike, with the line and column where reading stopped.
+printf 'SELECT NAME FROM PT WHERE NAME = %s;\n\n  SELECT NAME\n  FROM PT WHERE (LEN = 1;\nSELECT NAME FROM PT\n' "'SITE'" >syntax.sql
+run sql -e sql.env <syntax.sql
+check "script syntax error: exit" 1 "$rc"
+check "script syntax error: statement, line and column" "kytadm sql: statement 2 \"SELECT NAME FROM PT WHERE (LEN = 1\": syntax error at the end of the statement (line 4, column 25)" "$err"
+check "script syntax error: earlier statements ran, later ones not" "SITE" "$out"
+run sql -e sql.env "SELECT NAME FROM PT" "SELEC NAME FROM PT"
+check "interface syntax error" "kytadm sql: statement 2 \"SELEC NAME FROM PT\": syntax error at 'SELEC' (line 1, column 1)" "$err"
+run sql -e sql.env "SELECT FROM PT"
+check "executor syntax error reads the same" "kytadm sql: statement 1 \"SELECT FROM PT\": syntax error at 'FROM' (line 1, column 8)" "$err"
+run sql -e sql.env "DELETE FROM NOPE"
+check "unknown table named" "kytadm sql: statement 1 \"DELETE FROM NOPE\": table NOPE: no such table (256083)" "$err"
+run sql -e sql.env "CREATE TABLE PT (A SMALLINT)"
+check "existing table named" "kytadm sql: statement 1 \"CREATE TABLE PT (A SMALLINT)\": table PT: the table exists already (256083)" "$(printf '%s\n' "$err" | tail -1)"
+run sql -e sql.env "DROP TABLE SYSTEM.SYSCOLS"
+check "catalogue drop refused in words" "kytadm sql: statement 1 \"DROP TABLE SYSTEM.SYSCOLS\": table SYSCOLS: catalogue tables cannot be dropped (256083)" "$err"
+run sql -e sql.env "UPDATE PT SET VAL = 'a very long value that makes the statement text longer' WHERE NAME = 'none' OR NOSUCH = 1"
+check "long statement shortened, column named" "kytadm sql: statement 1 \"UPDATE PT SET VAL = 'a very long value that mak...\": table PT: no column NOSUCH in the table (256085)" "$err"
+
+# Environment file faults are named in every subcommand.
+mkdir dir.env
+printf 'DB=x\n\001\002\033\n' >junk.env
+printf 'DB=x\nUSRADDR="a b\n' >quote.env
+for sub in env sql check; do
+  run $sub -e dir.env
+  check "$sub: a directory as the file" "kytadm $sub: dir.env: a directory, not an environment file (code 99)" "$err"
+  run $sub -e quote.env
+  check "$sub: unclosed quote" "kytadm $sub: quote.env:2: quote not closed on its line: USRADDR=\"a b (code 99)" "$err"
+  run $sub -e twice.env
+  check "$sub: a setting twice" "kytadm $sub: twice.env:1: DB given twice (first on line 1): DB=b (code 4)" "$err"
+  run $sub -e bad.env
+  check "$sub: a line without =" "kytadm $sub: bad.env:3: a setting must be NAME=value: FOO (code 99)" "$err"
+  run $sub -e junk.env
+  check "$sub: binary junk named, shown without control bytes" "kytadm $sub: junk.env:2: a setting must be NAME=value: \\x01\\x02\\x1b (code 99)" "$err"
+  run $sub -e
+  check "$sub -e without a file: exit" 2 "$rc"
+  check "$sub -e without a file: said" "kytadm $sub: option -e needs a file name (-e FILE)" "$(printf '%s\n' "$err" | head -1)"
+  run $sub --help
+  check "$sub --help: usage line" 1 "$(printf '%s\n' "$out" | head -1 | grep -c "^usage: kytadm $sub \[-e FILE\]")"
+done
+run --version
+check "--version" "kytadm kyt" "$(printf '%s\n' "$out" | cut -c1-10)"
+
+# check: a missing directory is a usage error, an empty one says so; DBNAME as for sql.
+printf 'DB=nodir\n' >nodir.env
+run check -e nodir.env
+check "check missing directory: exit" 2 "$rc"
+check "check missing directory: said" "kytadm check: the database directory 'nodir' does not exist" "$err"
+mkdir emptydb
+printf 'DB=emptydb\n' >emptydb.env
+run check -e emptydb.env
+check "check empty directory: exit" 0 "$rc"
+check "check empty directory: said" "emptydb: no databases (no *.DB file) to check" "$out"
+printf 'DB=nodir\nDBNAME=sqldb\n' >dbname.env
+run check -e dbname.env
+check "check DBNAME: exit" 0 "$rc"
+check "check DBNAME: the sql database" "sqldb${sep}PT.DB: ok" "$(printf '%s\n' "$out" | head -1)"
+run sql -e dbname.env "SELECT NAME FROM PT WHERE NAME = 'SITE'"
+check "sql DBNAME: same database" "SITE" "$out"
+cp sqldb/PT.DB hdr.DB && cp sqldb/PT.IDX hdr.IDX
+printf '\000\000' | dd of=hdr.DB bs=1 seek=0 conv=notrunc 2>/dev/null
+run check hdr
+check "damaged header: what to look at" "  cannot open: Isam data file possibly corrupted: the header of hdr.DB (field count and first record offset in bytes 0 to 3, then the field names) is not valid" "$(printf '%s\n' "$out" | sed -n 2p)"
+
+# A pipe that waits: each statement runs when its ";" arrives.
+{
+  printf "SELECT NAME FROM PT WHERE NAME = 'SITE';\n"
+  for _ in $(seq 100); do grep -q SITE piped.txt 2>/dev/null && break; sleep 0.1; done
+  if grep -q SITE piped.txt 2>/dev/null; then echo early >order.txt; else echo late >order.txt; fi
+  printf "SELECT NAME FROM PT WHERE NAME = 'MAXSESS'"
+} | $RUNNER "$COMMAND" sql -e sql.env >piped.txt 2>/dev/null
+check "pipe: first row before the input ends" "early" "$(cat order.txt)"
+check "pipe: both rows" "$(printf 'SITE\nMAXSESS')" "$(tr -d '\r' <piped.txt)"
+# At a terminal: a prompt, and an error does not end the shell.
+if [ -z "$RUNNER" ] && command -v script >/dev/null; then
+  printf "SELEC 1;\nSELECT NAME FROM PT WHERE NAME = 'SITE';\n" >tty.sql
+  script -qec "stty -echo; KYTENV=sql.env $COMMAND sql" /dev/null <tty.sql >tty.txt 2>&1
+  check "terminal: prompt" yes "$(grep -q '^kytadm> ' tty.txt && echo yes)"
+  check "terminal: goes on after an error" 1 "$(tr -d '\r' <tty.txt | grep -c 'SITE$')"
+  check "terminal: the error said" 1 "$(grep -c 'syntax error at' tty.txt)"
+fi
+
+# SELECT *, .tables, .schema, empty statements, plain decimals.
+run sql -e sql.env "CREATE TABLE FL (ID SMALLINT NOT NULL, X FLOAT, NOTE CHAR(8))" ";;INSERT INTO FL VALUES(1, 1.5, 'a');; INSERT INTO FL VALUES(2, -0.25, NULL);"
+check "empty statements in arguments: exit" 0 "$rc"
+printf ';;\nSELECT *\n  FROM FL;;\n;\n.tables\n.schema FL\n' >star.sql
+run sql -e sql.env <star.sql
+check "empty statements on input: exit" 0 "$rc"
+check "SELECT *, plain decimals, .tables, .schema" "$(printf '1|1.5|a\n2|-0.25|\nFL\nPT\nCREATE TABLE FL (ID SMALLINT NOT NULL, X FLOAT, NOTE CHAR(8));')" "$out"
+run sql -e sql.env ".schema PT"
+check ".schema with the primary index" "$(printf 'CREATE TABLE PT (NAME CHAR(20) NOT NULL, TYPE SMALLINT NOT NULL, LEN INTEGER NOT NULL, VAL CHAR(40) NOT NULL);\nCREATE UNIQUE INDEX PRIM_PT ON PT (NAME);')" "$out"
+run sql -e sql.env "SELECT * FROM NOPE"
+check "SELECT * of an unknown table" "kytadm sql: statement 1 \"SELECT * FROM NOPE\": table NOPE: no such table (256083)" "$err"
+run sql -e sql.env ".schema NOPE"
+check ".schema of an unknown table" "kytadm sql: .schema: no table NOPE" "$err"
 
 finish kytadm

@@ -4,15 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "runtime/lpdsn.h"
-#include "services/rpdprm.h"
+#include "kytadm.h"
+#include "services/services.h"
 #include "sql/sql.h"
-#include "sql/isa.h"
 
 namespace kytadm {
 
-extern const char* const kParamsSynopsis;
-extern const char* const kParamsHelp;
 const char* const kParamsSynopsis = "params [-e FILE] [list [NAME|ALL]] | get NAME | set NAME=VALUE";
 const char* const kParamsHelp =
     "Lists, reads and writes the station parameters (the rows of PT and the process\n"
@@ -44,41 +41,24 @@ const char* meaning(int32_t rc) {
   }
 }
 
-int usage(const std::string& why) {
-  std::fprintf(stderr, "kytadm params: %s\nusage: kytadm %s\n", why.c_str(), kParamsSynopsis);
-  return 2;
-}
 
 int fail(int32_t rc) {
   std::fprintf(stderr, "kytadm params: %ld %s\n", static_cast<long>(rc), meaning(rc));
-  return 1;
+  return kExitFailed;
 }
 
 }  // namespace
 
-int run_params(const std::vector<std::string>& args) {
-  std::string file;
-  std::vector<std::string> rest;
-  for (size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "-e" && i + 1 < args.size()) {
-      file = args[++i];
-    } else if (args[i] == "-h" || args[i] == "--help") {
-      std::printf("usage: kytadm %s\n\n%s", kParamsSynopsis, kParamsHelp);
-      return 0;
-    } else {
-      rest.push_back(args[i]);
-    }
-  }
+int run_params(const Args& args) {
+  const Subcommand& self = *args.self;
+  auto usage = [&](const std::string& why) { return bad_usage(self, why); };
+  const std::vector<std::string>& rest = args.operands;
   std::string verb = rest.empty() ? "list" : rest[0];
   if (verb == "list" && rest.size() > 2) return usage("too many arguments");
   if ((verb == "get" || verb == "set") && rest.size() != 2) return usage(verb + " needs one argument");
   if (verb != "list" && verb != "get" && verb != "set") return usage("unknown action '" + verb + "'");
   if (verb == "set" && rest[1].find('=') == std::string::npos) return usage("set needs NAME=VALUE");
-  const int rc0 = file.empty() ? kyt::lpdsn_init() : kyt::lpdsn_init_file(file);
-  if (rc0 != 0) {
-    std::fprintf(stderr, "kytadm params: cannot read the environment file (code %d)\n", rc0);
-    return 2;
-  }
+  if (const int rc0 = read_environment(args); rc0 != 0) return kExitUsage;
   int32_t rc = 0;
   if (verb == "list") {
     rc = kyt::rpdprm_run("list", rest.size() == 2 ? rest[1].c_str() : "ALL", nullptr);
@@ -92,7 +72,7 @@ int run_params(const std::vector<std::string>& args) {
   }
   std::fflush(stdout);
   if (kyt::isa_db_open()) kyt::rpdsql_run("CLOSE DB");
-  return rc == 0 ? 0 : fail(rc);
+  return rc == 0 ? kExitOk : fail(rc);
 }
 
 }  // namespace kytadm

@@ -1,0 +1,68 @@
+// kytadm: what the subcommands share: the table of subcommands, the one option parser, the
+// reading of the environment file and the exit statuses.
+#ifndef KYT_TOOLS_KYTADM_KYTADM_H
+#define KYT_TOOLS_KYTADM_KYTADM_H
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace kytadm {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+struct Args;
+
+// An option of a subcommand: "-e FILE" (takes a value, named `value` in messages) or a flag.
+struct Option {
+  const char* name;   // "-e", "--create"
+  const char* value;  // "FILE" when the option takes one, else nullptr
+};
+
+struct Subcommand {
+  const char* name;
+  const char* synopsis;  // after "kytadm "
+  const char* help;      // shown by "kytadm help NAME" and "kytadm NAME --help"
+  std::span<const Option> options;
+  // Whether operands may begin with "-" once the first operand is read (sql statements).
+  bool operands_end_options;
+  int (*run)(const Args& args);
+};
+
+// What the parser made of a subcommand's arguments.
+struct Args {
+  const Subcommand* self = nullptr;
+  std::vector<std::pair<std::string, std::string>> given;  // option name, value ("" for flags)
+  std::vector<std::string> operands;
+  bool has(const char* option) const;
+  // The value of an option; `fallback` when not given.
+  std::string value(const char* option, const std::string& fallback = {}) const;
+};
+
+// Parses `argv` for `s` (`out` may be null when only the help is wanted). Options come before operands ("--" ends them); "-h" and "--help"
+// anywhere among the options ask for the help. Returns -1 when the subcommand is to run,
+// else the exit status, having printed the help or the complaint with the usage line.
+int parse_args(const Subcommand& s, const std::vector<std::string>& argv, Args* out);
+
+// Prints "kytadm NAME: WHY" and the usage line on standard error; kExitUsage.
+int bad_usage(const Subcommand& s, const std::string& why);
+
+// Reads the environment file (-e FILE, else the process's own); on failure prints
+// "kytadm NAME: FILE:LINE: WHAT: TEXT (code N)" on standard error and answers the code.
+int read_environment(const Args& args);
+
+// The directory of the station database: DBNAME when set, else DB. Empty when neither is.
+std::string database_directory();
+
+int run_env(const Args& args);
+int run_check(const Args& args);
+int run_sql(const Args& args);
+int run_params(const Args& args);
+extern const char* const kParamsSynopsis;
+extern const char* const kParamsHelp;
+
+}  // namespace kytadm
+
+#endif  // KYT_TOOLS_KYTADM_KYTADM_H
