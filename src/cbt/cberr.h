@@ -8,7 +8,7 @@
 #define KYT_CBT_CBERR_H
 
 #include "cbt/cbt.h"
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 
 namespace kyt {
 

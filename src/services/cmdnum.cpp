@@ -3,9 +3,8 @@
 
 #include <limits>
 
-#include "runtime/trace.h"
+#include "runtime/runtime.h"
 #include "sql/sql.h"
-#include "sql/tables/tables.h"
 
 namespace kyt {
 

@@ -12,12 +12,7 @@
 
 #include "runtime/runtime.h"
 #include "kyt/kyt.h"
-#include "runtime/numtext.h"
-#include "runtime/trace.h"
 #include "sql/sql.h"
-#include "sql/schema.h"
-#include "sql/tables/tables.h"
-#include "sql/tables/tabmod.h"
 
 namespace kyt {
 

@@ -2,11 +2,9 @@
 #include <cstdint>
 
 #include "runtime/runtime.h"
+#include "sql/sql.h"
 #include "kyt/kyt.h"
-#include "runtime/rpxdt.h"
 #include "services/rpdipr.h"
-#include "sql/tables/tables.h"
-#include "sql/tables/tabmod.h"
 
 namespace kyt {
 

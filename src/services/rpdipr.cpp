@@ -6,13 +6,10 @@
 #include <string>
 
 #include "runtime/runtime.h"
+#include "sql/sql.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
-#include "runtime/cmdlang.h"
-#include "runtime/lpdsn.h"
-#include "runtime/trace.h"
 #include "services/rpdprm.h"
-#include "sql/tables/tables.h"
 
 namespace kyt {
 

@@ -12,12 +12,7 @@
 #include "runtime/runtime.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
-#include "runtime/lpdsn.h"
-#include "runtime/numtext.h"
-#include "runtime/params.h"
-#include "runtime/trace.h"
 #include "sql/sql.h"
-#include "sql/tables/tables.h"
 
 namespace kyt {
 

@@ -14,6 +14,8 @@
 //                   opened on first use, the transaction nesting operations (sqlCommit, ...)
 //   tables/tables.h the per-table modules (getKTelemByCn, insKTelem, ...) over the C element
 //                   records of include/kyt/kyt_elem.h, which read through rpdsql
+//   tables/tabacc.h generic access to any station table by its description (tm::get, list,
+//                   update, create, ...), for services that work on every table
 //
 // Nothing of the executor's internals passes this door: the statement record, descriptors,
 // open tables, scans and transactions stay inside src/sql. Each header listed is narrow and
@@ -26,6 +28,7 @@
 #include "sql/rpdsql.h"
 #include "sql/schema.h"
 #include "sql/status.h"
+#include "sql/tables/tabacc.h"
 #include "sql/tables/tables.h"
 
 #endif  // KYT_SQL_SQL_H
