@@ -15,6 +15,7 @@
 #include "kyt/kyt.h"
 #include "runtime/runtime.h"
 #include "sql/sql.h"
+#include "stationdb.h"
 #include "testutil.h"
 
 namespace {
@@ -62,27 +63,18 @@ namespace {
 class AllocFail : public ::testing::Test {
  protected:
   void SetUp() override {
-    restart();
-    test::write_file(dir_.file("kytenv.dat"), "");
-    ASSERT_EQ(lpdsn_init_file(dir_.file("kytenv.dat")), 0);
-    ASSERT_EQ(lpdsn_set("DB", dir_.path().c_str()), 0);
-    ASSERT_EQ(rpdsql_run("OPEN DB"), 0);
-    ASSERT_EQ(isa_create_catalogue(), 0);
+    ASSERT_TRUE(test::open_station_db(dir_));
     ASSERT_EQ(rpdsql_run("CREATE TABLE KT (CN INTEGER NOT NULL, NAME CHAR(9))"), 0);
     ASSERT_EQ(rpdsql_run("CREATE UNIQUE INDEX PRIM_KT ON KT (CN)"), 0);
     ASSERT_EQ(rpdsql_run("INSERT INTO KT VALUES(1, 'one')"), 0);
   }
   void TearDown() override {
     g_fail_after = -1;
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
+    test::forget_station();
   }
   // As a new process would start: nothing held, the environment read again.
   void restart() {
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
+    test::forget_station();
     if (!dir_.path().empty() && lpdsn_init_file(dir_.file("kytenv.dat")) == 0)
       lpdsn_set("DB", dir_.path().c_str());
   }

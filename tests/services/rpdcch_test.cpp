@@ -14,6 +14,7 @@
 #include "sql/tables/tables.h"
 #include "sql/tables/tabmod.h"
 #include "sql/trace_capture.h"
+#include "stationdb.h"
 #include "testutil.h"
 
 namespace kyt {
@@ -23,11 +24,7 @@ class CommandCacheTest : public ::testing::Test {
  protected:
   void SetUp() override {
     reset();
-    test::write_file(dir_.file("kytenv.dat"), "");
-    ASSERT_EQ(lpdsn_init_file(dir_.file("kytenv.dat")), 0);
-    ASSERT_EQ(lpdsn_set("DB", dir_.path().c_str()), 0);
-    ASSERT_EQ(rpdsql_run("OPEN DB"), 0);
-    ASSERT_EQ(isa_create_catalogue(), 0);
+    ASSERT_TRUE(test::open_station_db(dir_));
     ASSERT_EQ(rpdini(), 0);
     // 10 SE by user alice, 11 SK of it, 12 SE by operator op7, 13 SK of 12, 14 OK, 15 IE.
     kt(10, "SE"), kt(11, "SK"), kt(12, "SE"), kt(13, "SK"), kt(14, "OK"), kt(15, "IE");
@@ -52,9 +49,7 @@ class CommandCacheTest : public ::testing::Test {
   void TearDown() override { reset(); }
   static void reset() {
     rpdcch_reset_for_tests();
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
+    test::forget_station();
   }
   static void kt(int32_t cn, const char* type) {
     kyt_kt_elem e{};

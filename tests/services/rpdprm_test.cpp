@@ -17,6 +17,7 @@
 #include "sql/sql.h"
 #include "sql/isa.h"
 #include "sql/trace_capture.h"
+#include "stationdb.h"
 #include "testutil.h"
 
 namespace kyt {
@@ -149,21 +150,13 @@ class ParamsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     reset();
-    test::write_file(dir_.file("kytenv.dat"), "");
-    ASSERT_EQ(lpdsn_init_file(dir_.file("kytenv.dat")), 0);
-    ASSERT_EQ(lpdsn_set("DB", dir_.path().c_str()), 0);
-    ASSERT_EQ(lpdsn_set("DSN_MON_INIT", dir_.file("rdmini.dat").c_str()), 0);
-    ASSERT_EQ(lpdsn_set("DSN_KYT_LOG", dir_.file("rlog.log").c_str()), 0);
-    ASSERT_EQ(rpdsql_run("OPEN DB"), 0);
-    ASSERT_EQ(isa_create_catalogue(), 0);
+    ASSERT_TRUE(test::open_station_db(dir_, {{"DSN_MON_INIT", dir_.file("rdmini.dat")}, {"DSN_KYT_LOG", dir_.file("rlog.log")}}));
     ASSERT_EQ(rpdini(), 0);
   }
   void TearDown() override { reset(); }
   static void reset() {
     rpdprm_reset_for_tests();
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
+    test::forget_station();
   }
   // The VAL of a row straight from the table.
   static std::string row(const char* name) {

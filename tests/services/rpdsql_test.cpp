@@ -13,6 +13,7 @@
 #include "runtime/runtime.h"
 #include "sql/sql.h"
 #include "sql/trace_capture.h"
+#include "stationdb.h"
 #include "testutil.h"
 
 namespace kyt {
@@ -35,21 +36,12 @@ TEST(ApiGuard, EveryExceptionBecomesStatus99WithATraceLine) {
 class RpdsqlTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
-    test::write_file(dir_.file("kytenv.dat"), "");
-    ASSERT_EQ(lpdsn_init_file(dir_.file("kytenv.dat")), 0);
-    ASSERT_EQ(lpdsn_set("DB", dir_.path().c_str()), 0);
-    ASSERT_EQ(rpdsql_run("OPEN DB"), 0);
-    ASSERT_EQ(isa_create_catalogue(), 0);
+    ASSERT_TRUE(test::open_station_db(dir_));
     ASSERT_EQ(run("CREATE TABLE KT (CN INTEGER NOT NULL, NAME CHAR(9))"), 0);
     ASSERT_EQ(run("CREATE UNIQUE INDEX PRIM_KT ON KT (CN)"), 0);
   }
   void TearDown() override {
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
+    test::forget_station();
   }
 
   static int32_t run(const std::string& s) { return rpdsql_run(s); }

@@ -18,6 +18,7 @@
 #include "sql/isatab.h"
 #include "sql/schema.h"
 #include "sql/status.h"
+#include "stationdb.h"
 #include "testutil.h"
 
 namespace kyt {
@@ -26,19 +27,10 @@ namespace {
 class IsaTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
-    test::write_file(dir_.file("kytenv.dat"), "");
-    ASSERT_EQ(lpdsn_init_file(dir_.file("kytenv.dat")), 0);
-    ASSERT_EQ(lpdsn_set("DB", dir_.path().c_str()), 0);
-    ASSERT_EQ(rpdsql_run("OPEN DB"), 0);
-    ASSERT_EQ(isa_create_catalogue(), 0);
+    ASSERT_TRUE(test::open_station_db(dir_));
   }
   void TearDown() override {
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
+    test::forget_station();
   }
 
   int32_t run(const std::string& s, std::vector<HostVar> vars = {}) { return rpdsql_run(s, vars); }

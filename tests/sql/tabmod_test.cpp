@@ -20,6 +20,7 @@
 #include "sql/tables/elemgen.h"
 #include "sql/tables/tables.h"
 #include "sql/tables/tabmod.h"
+#include "stationdb.h"
 #include "testutil.h"
 #include "trace_capture.h"
 
@@ -70,20 +71,11 @@ TEST(ElemRecords, LayoutFollowsTheRule) {
 class TabmodTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
-    test::write_file(dir_.file("kytenv.dat"), "");
-    ASSERT_EQ(lpdsn_init_file(dir_.file("kytenv.dat")), 0);
-    ASSERT_EQ(lpdsn_set("DB", dir_.path().c_str()), 0);
-    ASSERT_EQ(rpdsql_run("OPEN DB"), 0);
-    ASSERT_EQ(isa_create_catalogue(), 0);
+    ASSERT_TRUE(test::open_station_db(dir_));
   }
   void TearDown() override {
     pool_reset_for_tests();
-    rpdsql_reset_for_tests();
-    isam_reset_for_tests();
-    lpdsn_reset_for_tests();
+    test::forget_station();
   }
   test::TempDir dir_;
 };
