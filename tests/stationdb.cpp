@@ -1,6 +1,7 @@
 #include "stationdb.h"
 
 #include "isam/isam.h"
+#include "kyt/kyt.h"
 #include "runtime/runtime.h"
 #include "sql/sql.h"
 
@@ -27,6 +28,21 @@ void forget_station() {
   if (const int32_t rc = isa_create_catalogue(); rc != 0)
     return ::testing::AssertionFailure() << "catalogue: " << rc;
   return ::testing::AssertionSuccess();
+}
+
+std::vector<int32_t> kt_cns() {
+  std::vector<int32_t> out;
+  int32_t cn = 0;
+  kyt_hostvar v = {KYT_HOST_INT32, &cn};
+  int32_t rc = rpdsql("DECLARE all_kt CURSOR FOR SELECT CN FROM KT", (const char*)nullptr, &v,
+                      (const kyt_hostvar*)nullptr);
+  while (rc == 0) {
+    out.push_back(cn);
+    rc = rpdsql("FETCH all_kt", (const char*)nullptr, &v, (const kyt_hostvar*)nullptr);
+  }
+  EXPECT_EQ(rc, KYT_SQL_NOT_FOUND);
+  rpdsql("CLOSE all_kt", (const char*)nullptr, (const kyt_hostvar*)nullptr);
+  return out;
 }
 
 }  // namespace kyt::test

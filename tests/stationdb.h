@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "testutil.h"
 
@@ -20,6 +21,10 @@ void forget_station();
 // `dir` and the `settings` after it, "OPEN DB" and the catalogue tables.
 ::testing::AssertionResult open_station_db(
     const TempDir& dir, std::initializer_list<std::pair<const char*, std::string>> settings = {});
+
+// The CN values of table KT (a column CN INTEGER) in key order, read through the C entry
+// rpdsql with a cursor; a failure other than the end of the rows is a test failure.
+std::vector<int32_t> kt_cns();
 
 }  // namespace kyt::test
 

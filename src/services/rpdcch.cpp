@@ -65,7 +65,7 @@ class Htb20 {
   std::array<std::vector<std::pair<std::string, V>>, 20> buckets_;
 };
 
-// --- field specification -------------------------------------------------------------------
+// --- field map -----------------------------------------------------------------------------
 
 // Where a job's related row is found: the table, the column of the job's own row that holds
 // the key (nullptr: the command number itself) and the column of the table it is compared
@@ -115,8 +115,8 @@ const std::vector<TypeSources>& type_sources() {
   return v;
 }
 
-// One key of the specification.
-struct FieldSpec {
+// One key of the field map.
+struct FieldPlace {
   Tab tab;
   int col;          // column index in tab
   const char* ref;  // as Source (own table: nullptr, "CN")
@@ -131,8 +131,8 @@ int col_index(Tab t, std::string_view name) {
   return -1;
 }
 
-// Builds the specification: false when a listed field has no column behind it.
-bool create_db_spec(Htb20<FieldSpec>* spec) {
+// Builds the field map: false when a listed field has no column behind it.
+bool create_field_map(Htb20<FieldPlace>* map) {
   for (const TypeSources& ts : type_sources()) {
     std::string_view fields(ts.fields);
     while (!fields.empty()) {
@@ -140,17 +140,17 @@ bool create_db_spec(Htb20<FieldSpec>* spec) {
       const std::string f(fields.substr(0, sp));
       fields = sp == std::string_view::npos ? std::string_view() : fields.substr(sp + 1);
       const std::string col = f == "CODE_VD" ? "CODE" : f;
-      FieldSpec fs{ts.own, f == "CODE_VD" ? -1 : col_index(ts.own, col), nullptr, "CN"};
+      FieldPlace fs{ts.own, f == "CODE_VD" ? -1 : col_index(ts.own, col), nullptr, "CN"};
       for (size_t i = 0; fs.col < 0 && i < ts.related.size(); ++i) {
         const Source& s = ts.related[i];
         if (f == "CODE_VD" && s.tab != Tab::kVD) continue;
-        fs = FieldSpec{s.tab, col_index(s.tab, col), s.ref, s.col};
+        fs = FieldPlace{s.tab, col_index(s.tab, col), s.ref, s.col};
       }
       if (fs.col < 0) {
         KYT_TRACE(kModule, kTopic, 1, "rpdcch: no column behind %s %s", ts.type, f.c_str());
         return false;
       }
-      spec->put(std::string(ts.type) + " " + f, fs);
+      map->put(std::string(ts.type) + " " + f, fs);
     }
   }
   return true;
@@ -166,7 +166,7 @@ struct KtRow {
 };
 
 struct State {
-  std::unique_ptr<Htb20<FieldSpec>> spec;
+  std::unique_ptr<Htb20<FieldPlace>> fields;
   std::unique_ptr<Htb20<std::unique_ptr<FieldTable>>> commands;
   std::vector<KtRow> kt_rows;  // rpdch's rows, the most recent last
 };
@@ -230,7 +230,7 @@ int32_t cch_from_db(const std::string& cn_text, const std::string& field, std::s
   }
   char key[64];
   std::snprintf(key, sizeof key, "KT %s", field.c_str());
-  if (const FieldSpec* fs = s.spec->find(key)) {
+  if (const FieldPlace* fs = s.fields->find(key)) {
     *out = column_text(Tab::kKT, fs->col, &kt);
     return 0;
   }
@@ -292,7 +292,7 @@ int32_t cch_from_db(const std::string& cn_text, const std::string& field, std::s
     return 0;
   }
   std::snprintf(key, sizeof key, "%s %s", type.c_str(), field.c_str());
-  const FieldSpec* fs = s.spec->find(key);
+  const FieldPlace* fs = s.fields->find(key);
   if (fs == nullptr) {
     KYT_TRACE(kModule, kTopic, 1, "rpdcch, cch_from_db: invalid field >%s<", key);
     return 4;
@@ -400,13 +400,13 @@ int32_t rpdcch_run(int16_t action, const char* cn, const char* field, char* valu
                    int32_t length) {
   State& s = st();
   if (action < CCH_GET || action > CCH_FORGET) return 8;
-  if (!s.spec) {
-    auto spec = std::make_unique<Htb20<FieldSpec>>();
-    if (!create_db_spec(spec.get())) {
+  if (!s.fields) {
+    auto map = std::make_unique<Htb20<FieldPlace>>();
+    if (!create_field_map(map.get())) {
       KYT_TRACE(kModule, kTopic, 1, "rpdcch: cch_create_db_spec failed: rc = %ld", 16L);
       return 16;
     }
-    s.spec = std::move(spec);
+    s.fields = std::move(map);
   }
   if (cn == nullptr) return 4;
   const std::string c(cn);

@@ -5,7 +5,7 @@
 // and field name, reads it from the database on first use and keeps it per command; values
 // are kept and handed out as text (numbers in decimal, date-time columns as date-time text).
 //
-// Field specification (made once a process): "TYPE FIELD" keys, for the types KT, IE, IZ,
+// Field map (made once a process): "TYPE FIELD" keys, for the types KT, IE, IZ,
 // OK, QE, QS, SE, SK, each naming the table and column that hold the value. A field that is
 // not a column of the type's own table comes from the rows the job refers to:
 //   SE  ET (CNSE = CN), VD (CN), SK (CNSE = CN)
@@ -18,7 +18,7 @@
 // cache only, 125 put and write (KT's STATUS, ERRORCODE and DTSCHEDULE; any other field
 // cannot be written: 4), 126 forget the command ("ALL": every command and the cache itself);
 // other actions 8. Codes: 0; 4 the field could not be read or written (an unknown field is
-// traced "rpdcch, cch_from_db: invalid field >%s<"); 8; 16 the specification or a cache table
+// traced "rpdcch, cch_from_db: invalid field >%s<"); 8; 16 the field map or a cache table
 // could not be made; 99 a cached value longer than 32767 bytes or an internal failure.
 //
 // The pseudo-field Originator (at most 26 characters) tells who started the job: "KYT" for
@@ -50,7 +50,7 @@ int32_t rpdch_run(int16_t action, int32_t cn, int16_t field, char* value, int32_
 
 // The number of commands whose field tables are kept (tests).
 int rpdcch_cached_commands();
-// Forgets everything, the specification included. Tests only.
+// Forgets everything, the field map included. Tests only.
 void rpdcch_reset_for_tests();
 
 }  // namespace kyt

@@ -85,20 +85,7 @@ class AllocFail : public ::testing::Test {
   }
 
   // The CN values of KT in key order.
-  static std::vector<int32_t> cns() {
-    std::vector<int32_t> out;
-    int32_t cn = 0;
-    kyt_hostvar v = {KYT_HOST_INT32, &cn};
-    int32_t rc = rpdsql("DECLARE all_kt CURSOR FOR SELECT CN FROM KT", (const char*)nullptr, &v,
-                        (const kyt_hostvar*)nullptr);
-    while (rc == 0) {
-      out.push_back(cn);
-      rc = rpdsql("FETCH all_kt", (const char*)nullptr, &v, (const kyt_hostvar*)nullptr);
-    }
-    EXPECT_EQ(rc, KYT_SQL_NOT_FOUND);
-    rpdsql("CLOSE all_kt", (const char*)nullptr, (const kyt_hostvar*)nullptr);
-    return out;
-  }
+  static std::vector<int32_t> cns() { return test::kt_cns(); }
 
   // Runs `stmt` (with CN = the attempt's number as its one host variable) with its n-th
   // allocation failing, for every n until one run gets through; each failed attempt must

@@ -47,20 +47,7 @@ class RpdsqlTest : public ::testing::Test {
   static int32_t run(const std::string& s) { return rpdsql_run(s); }
 
   // The CN values of KT in key order, through the C entry.
-  static std::vector<int32_t> cns() {
-    std::vector<int32_t> out;
-    int32_t cn = 0;
-    kyt_hostvar v = {KYT_HOST_INT32, &cn};
-    int32_t rc = rpdsql("DECLARE all_kt CURSOR FOR SELECT CN FROM KT", (const char*)nullptr, &v,
-                        (const kyt_hostvar*)nullptr);
-    while (rc == 0) {
-      out.push_back(cn);
-      rc = rpdsql("FETCH all_kt", (const char*)nullptr, &v, (const kyt_hostvar*)nullptr);
-    }
-    EXPECT_EQ(rc, KYT_SQL_NOT_FOUND);
-    rpdsql("CLOSE all_kt", (const char*)nullptr, (const kyt_hostvar*)nullptr);
-    return out;
-  }
+  static std::vector<int32_t> cns() { return test::kt_cns(); }
 
   test::TempDir dir_;
 };
