@@ -113,6 +113,52 @@ int32_t rpdcch(int16_t action, const char *cn, const char *field, char *value, i
  * -1 the row could not be read. */
 int32_t rpdch(int16_t action, int32_t cn, int16_t field, char *value, int32_t length);
 
+/* ---- The calling user ----
+ * Who calls the library: the UID whose privilege and language the command entry and the
+ * resident receive entry calls use. Set by kytSetUser; else the environment variable KYT_USER;
+ * else "SYSTEM" (the user every new database has). */
+
+/* Makes uid (at most 20 characters, upper-cased) the calling user of this process; NULL or ""
+ * goes back to the default. Returns 0, or -5 when uid is longer than 20 characters. */
+int32_t kytSetUser(const char *uid);
+/* Copies the calling user's UID into buffer (at least 21 bytes). Returns 0, -5 for NULL. */
+int32_t kytGetUser(char *buffer);
+
+/* ---- Command entry ----
+ * kytcal and the batch command set. */
+int32_t kytcal(int32_t cmdlen, const char *cmd, char *severity, char *msg, int32_t *msglen,
+               int32_t *cn);
+
+/* ---- Station and routing table import ----
+ * rpdist, rpditr. */
+
+/* A receiver of operator messages: one line of text a call. */
+typedef void (*kyt_msg_out)(const char *text);
+int32_t rpdist(const char *path, kyt_msg_out out);
+int32_t rpditr(const char *path, kyt_msg_out out);
+
+/* ---- Monitor: log-writer channel, notifications, database log ----
+ * rpwopq, rpwwrq. */
+
+/* ---- Monitor: stop requests, unique processes, transmitter ----
+ * rpxunq, the stop events, the transmitter's pipe. */
+int32_t rpxunq(int32_t action, const char *process);
+
+/* ---- Database administration ----
+ * kytInitDB, kytWriteDB, the dumps, kytDeleteDB. */
+
+/* ---- Station list ----
+ * kytInitStationList and its siblings. */
+
+/* ---- Send entries ----
+ * kytCreateSendEntry and its siblings. */
+
+/* ---- Resident receive entries ----
+ * kytResidentReceiveEntry and its siblings. */
+
+/* ---- User info and parameters ----
+ * kytGetParm, kytUserInfoSet and their siblings. */
+
 #ifdef __cplusplus
 }
 #endif

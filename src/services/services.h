@@ -1,6 +1,7 @@
 // services: the front door of the database services for the folders above them (api, tools,
 // and the tests of other folders). They include this header only.
 //
+//   caller.h   the calling user (kytSetUser, KYT_USER, "SYSTEM")
 //   cmdnum.h   next_command_number: the next command number, drawn from LC inside the
 //              caller's transaction
 //   rpdprm.h   parameters: rpdprm's verbs, the cached lookup, the monitor's wake-up
@@ -12,6 +13,7 @@
 #ifndef KYT_SERVICES_SERVICES_H
 #define KYT_SERVICES_SERVICES_H
 
+#include "services/caller.h"
 #include "services/cmdnum.h"
 #include "services/rpdcch.h"
 #include "services/rpdipr.h"
