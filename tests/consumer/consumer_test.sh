@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Installs the build into a private prefix and builds the client program of this folder
-# against it twice, through find_package(kyt) and through pkg-config, then runs both. Also
-# checks that the shared library exports exactly the names of src/api/exports.txt.
+# Installs the build into a private prefix and builds the client programs of this folder
+# (every .c file, main.c as "consumer") against it twice, through find_package(kyt) and
+# through pkg-config, then runs them. Also checks that the shared library exports exactly
+# the names of src/api/exports.txt.
+# A client X.c is run by its driver, the first of tests/consumer/X.sh and tests/*/X_test.sh,
+# as "bash DRIVER PROGRAM KYTADM"; a client without a driver is run alone and must exit 0.
 # Usage: consumer_test.sh BUILD-DIR SOURCE-DIR [TOOLCHAIN-FILE]
 set -eu
 build=$1
@@ -40,10 +43,15 @@ cmake -S "$src/tests/consumer" -B "$work/cm" -G Ninja "${where[@]}" >/dev/null
 cmake --build "$work/cm" >/dev/null
 mkdir -p "$work/pc"
 flags=$(PKG_CONFIG_PATH= PKG_CONFIG_LIBDIR="$prefix/lib/pkgconfig" pkg-config --cflags --libs kyt)
-$cc "$src/tests/consumer/main.c" $flags -o "$work/pc/consumer$exe"
-$cc "$src/tests/consumer/sqlexit.c" $flags -o "$work/pc/sqlexit$exe"
-$cc "$src/tests/consumer/params.c" $flags -o "$work/pc/params$exe"
+clients=()
+for c in "$src"/tests/consumer/*.c; do
+  name=$(basename "$c" .c)
+  [ "$name" == main ] && name=consumer
+  $cc "$c" $flags -o "$work/pc/$name$exe"
+  [ "$name" == consumer ] || clients+=("$name")
+done
 
+passed=0
 for dir in "$work/cm" "$work/pc"; do
   if [ -n "$toolchain" ]; then
     cp "$dll" "$dir/"
@@ -52,11 +60,20 @@ for dir in "$work/cm" "$work/pc"; do
     out=$(LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer")
   fi
   [ "$out" == "kyt 5.7.16.0 rc=1" ] || { echo "unexpected output from $dir: $out"; exit 1; }
-  # A client of the shared library that ends with cursors and a transaction open.
-  LD_LIBRARY_PATH="$prefix/lib" bash "$src/tests/services/sqlexit_test.sh" "$dir/sqlexit$exe" \
-    "$prefix/bin/kytadm$exe" || exit 1
-  # The parameter service and the command cache through the shared library.
-  LD_LIBRARY_PATH="$prefix/lib" bash "$src/tests/services/params_test.sh" "$dir/params$exe" \
-    "$prefix/bin/kytadm$exe" || exit 1
+  passed=$((passed + 1))
+  for name in "${clients[@]}"; do
+    driver=
+    for d in "$src/tests/consumer/$name.sh" "$src"/tests/*/"${name}_test.sh"; do
+      [ -f "$d" ] && { driver=$d; break; }
+    done
+    if [ -n "$driver" ]; then
+      LD_LIBRARY_PATH="$prefix/lib" bash "$driver" "$dir/$name$exe" "$prefix/bin/kytadm$exe" ||
+        { echo "client $name failed ($dir)"; exit 1; }
+    else
+      LD_LIBRARY_PATH="$prefix/lib" ${runner:+$runner} "$dir/$name$exe" ||
+        { echo "client $name failed ($dir)"; exit 1; }
+    fi
+    passed=$((passed + 1))
+  done
 done
-echo "consumer: 6 passed, 0 failed"
+echo "consumer: $passed passed, 0 failed"
