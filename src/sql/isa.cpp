@@ -11,6 +11,7 @@
 #include "isam/isam.h"
 #include "runtime/runtime.h"
 #include "sql/ISAsqlutil.h"
+#include "sql/dblog.h"
 #include "sql/isaddl.h"
 #include "sql/isadbg.h"
 #include "sql/isapar.h"
@@ -554,7 +555,9 @@ int32_t isa_exec(std::string_view text, std::span<const HostVar> hostvars) {
   DbiStatement d;
   int32_t rc = lpdbi_parse(text, hostvars, &d);
   if (rc != OK_STATE) return rc;
-  return isa_run(d);
+  rc = isa_run(d);
+  if (rc == OK_STATE) dblog_statement(d);
+  return rc;
 }
 
 void isa_severe(int32_t rc, std::string_view statement, const char* file, int line) {

@@ -4,6 +4,8 @@
 // What the layer offers:
 //   status.h        the statuses (OK_STATE, RC_INTERNAL_ERROR, DBI_..., LPDBI_...) and their
 //                   names and texts (sql_status_name, sql_status_text)
+//   dblog.h         the database log: the sink that receives each changing statement
+//                   rendered with its values (DBLOG)
 //   dbi.h           host variables (HostVar) and the statement as the interface reads it
 //   isa.h           the statement entry (isa_exec, isa_run), the database and transaction
 //                   operations, the cursors (isa801_alloc_cursor ... isa_fetch_texts), and
@@ -23,6 +25,7 @@
 #ifndef KYT_SQL_SQL_H
 #define KYT_SQL_SQL_H
 
+#include "sql/dblog.h"
 #include "sql/dbi.h"
 #include "sql/isa.h"
 #include "sql/rpdsql.h"
