@@ -3,7 +3,7 @@
 # command the suites run is there; stops with a message naming what is still missing.
 # Usage: scripts/setup.sh [--linux-only]
 set -eu
-pkgs=(cmake ninja-build g++ pkg-config googletest libgtest-dev)
+pkgs=(cmake ninja-build g++ pkg-config googletest libgtest-dev libexpat1-dev)
 cmds=(cmake ninja g++ pkg-config)
 if [ "${1:-}" != "--linux-only" ]; then
   # wine64 alone (without its recommended packages) has no `wine` command: the package wine

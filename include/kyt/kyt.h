@@ -138,7 +138,70 @@ int32_t rpdist(const char *path, kyt_msg_out out);
 int32_t rpditr(const char *path, kyt_msg_out out);
 
 /* ---- Monitor: log-writer channel, notifications, database log ----
- * rpwopq, rpwwrq. */
+ * The log-writer channel is a TCP connection to the station's log writer (environment
+ * settings SERVER, default this machine's name; PORT, default 2956; LOGINDB). Each message
+ * travels as one record: "~", the record length's low byte, the time in seconds (4 bytes,
+ * big-endian), the process tag, the type byte, the version 1, then the text (at most 2000
+ * bytes). While the channel is connected, every station log message goes over it as type
+ * 'L' ("S KEY TEXT"), and with the environment setting DBLOG=Y every INSERT, UPDATE and
+ * DELETE run through rpdsql goes over it as type 'D', rendered with its values in place.
+ * docs/file-formats.md describes the record byte by byte. */
+
+/* Error codes of the channel (a base plus, where marked, the socket layer's error number:
+ * errno, or WSAGetLastError on Windows). */
+#define KYT_LGW_NO_MESSAGE 99          /* rpwwrq: no message, or a negative length */
+#define KYT_LGW_STARTUP 3200000        /* the socket layer could not be started */
+#define KYT_LGW_SOCKET 3300000         /* + error: no socket */
+#define KYT_LGW_LOOPBACK_NAME 3500000  /* + error: "localhost" not resolvable */
+#define KYT_LGW_HOST_NAME 3600000      /* + error: SERVER (or this machine's name) not resolvable */
+#define KYT_LGW_PORT_ZERO 3700000      /* PORT reads as 0 (or is beyond 65535) */
+#define KYT_LGW_CONNECT 3900000        /* + error: connect failed for good */
+#define KYT_LGW_NONBLOCKING 4500000    /* + error: the socket could not be made non-blocking */
+#define KYT_LGW_NO_BUFFER 4900000      /* the send buffer could not be allocated */
+#define KYT_LGW_SEND_TIMEOUT 7400000   /* the log writer took nothing for 10 seconds */
+#define KYT_LGW_PEER_READABLE 13100000 /* the log writer closed its side just before sending */
+#define KYT_LGW_WAIT_FAILED 13200000   /* + error: waiting for writability failed */
+#define KYT_LGW_SEND_FAILED 13300000   /* + error: send failed */
+
+/* Opens the channel. retries: how many times a refused connection is tried again, one second
+ * apart (0 or less: never); envfile: an environment file to read first when it is not already
+ * the process's one (NULL or "": the process's own); keep: kept for reopening; tag: the byte
+ * every record carries as its process tag. The arguments are kept: a write that finds the
+ * connection closed by the log writer opens it again with them. An open channel is closed
+ * first. With LOGINDB 2 (read once a process) no connection is made and 0 is answered.
+ * Returns 0; a non-zero answer of the stop-request check; the environment file's code (99, 4,
+ * 5) when envfile cannot be read; or one of the KYT_LGW_ codes above. */
+int32_t rpwopq(int16_t retries, const char *envfile, int16_t keep, char tag);
+
+/* Writes one record. msg: the bytes to send (not kept); length: their number, or 0 for a
+ * NUL-terminated text; either is cut at 2000 bytes. type: the record type; when both length
+ * and type are 0 the type is 'L'. Without an open channel the message is dropped and 0
+ * answered. Returns 0, KYT_LGW_NO_MESSAGE, KYT_LGW_NO_BUFFER, a reopen's code, or a send
+ * failure (KYT_LGW_PEER_READABLE, KYT_LGW_SEND_FAILED + error, KYT_LGW_WAIT_FAILED + error,
+ * KYT_LGW_SEND_TIMEOUT). */
+int32_t rpwwrq(const char *msg, int32_t length, char type);
+
+/* Closes the channel (messages are dropped from then on until the next rpwopq). Returns 0. */
+int32_t rpwclq(void);
+
+/* XML notifications to the management agent: one UDP datagram each to AGENT_SERVER, port
+ * AGENT_PORT (default 6123) of the environment, with the time and the station's identifier
+ * (parameter LID); texts escaped so that every datagram is well-formed XML.
+ * docs/file-formats.md gives the documents.
+ * rpxlog_message: the text of a log message (not kept), sent by the parameter AGENT_LOGLEVEL:
+ *   0 never, 2 only texts beginning with 'E' or 'W', otherwise always. Returns 0 always
+ *   (a failure is printed on standard error).
+ * rpxlog_heartbeat: sent when the parameter AGENT_HEARTBEAT (seconds) is above 0 and at least
+ *   that many seconds have passed since the last heartbeat of the process.
+ * rpxlog_start, rpxlog_stop: sent at every call.
+ * The last three send nothing without AGENT_SERVER and answer 0, or 51 the agent's host
+ * cannot be resolved ("Cannot resolv hostname: NAME"), 52 no socket ("Error: socket()"),
+ * 53 the datagram could not be sent ("Error while sending data"), each also printed on
+ * standard error. */
+int32_t rpxlog_message(const char *text);
+int32_t rpxlog_heartbeat(void);
+int32_t rpxlog_start(void);
+int32_t rpxlog_stop(void);
 
 /* ---- Monitor: stop requests, unique processes, transmitter ----
  * rpxunq, the stop events, the transmitter's pipe. */

@@ -2,10 +2,16 @@
 // and the tests of other folders). They include this header only.
 //
 // The monitor services stand on the database services (services/services.h), the SQL
-// layer's front door and the runtime's.
+// layer's front door and the runtime's. Offered here:
+//   rpwcl.h   the log-writer channel (records, error codes, SendLGWBuffer)
+//   rpxlog.h  the XML notifications to the management agent (escaping, codes)
+//   lgwread.h reading records off a stream and notifications back (kytadm listen)
 #ifndef KYT_MONITOR_MONITOR_H
 #define KYT_MONITOR_MONITOR_H
 
 #include "kyt/kyt.h"
+#include "monitor/lgwread.h"
+#include "monitor/rpwcl.h"
+#include "monitor/rpxlog.h"
 
 #endif  // KYT_MONITOR_MONITOR_H
