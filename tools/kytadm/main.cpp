@@ -11,6 +11,7 @@ namespace kytadm {
 namespace {
 
 constexpr Option kEnvOptions[] = {{"-e", "FILE"}};
+constexpr Option kListenOptions[] = {{"-e", "FILE"}, {"-n", "COUNT"}};
 constexpr Option kSqlOptions[] = {{"-e", "FILE"}, {"--create", nullptr}};
 
 const Subcommand kSubcommands[] = {
@@ -66,6 +67,7 @@ const Subcommand kSubcommands[] = {
      "rolled back; 2 wrong arguments or an environment file that cannot be read.\n",
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
+    {"listen", kListenSynopsis, kListenHelp, kListenOptions, false, run_listen},
 };
 
 void usage(std::FILE* out) {
