@@ -248,7 +248,10 @@ int32_t load_rows(const RowSource& src) {
   int32_t result = 0;
   while (rc == 0) {
     kyt_station* n = find_node(&cur, rowsid, src.check, src.not_found);
-    if (n != nullptr) {
+    if (n != nullptr && t == Tab::kST) {
+      std::memcpy(&n->st, stage.data(), sizeof n->st);
+      n->st.next = nullptr;
+    } else if (n != nullptr) {
       void* row = std::malloc(size);
       if (row == nullptr) {
         result = -2;
@@ -268,49 +271,26 @@ int32_t load_rows(const RowSource& src) {
   return result;
 }
 
-// ST's own columns: one row a station through the table's access module.
-int32_t load_st_details() {
-  kyt_st_elem first{};
-  const int32_t rc = getSTelemList(&first);
-  if (rc == RPDSQL_NOT_FOUND) return 0;
-  kyt_station* cur = list().head;
-  if (rc == 0) {
-    for (kyt_st_elem* e = &first; e != nullptr; e = e->next) {
-      kyt_station* n = find_node(&cur, e->sid, "ST check >%s<,>%s<", "ST sid not found >%s<");
-      if (n == nullptr) continue;
-      n->st = *e;
-      n->st.next = nullptr;
-    }
-  } else {
-    KYT_TRACE(kModule, kTopic, 1, "getSTelemList returns %d", rc);
+// "SID, NETID, ..." of every column of a table.
+std::string column_list(Tab t) {
+  std::string out;
+  for (const COLDEF& c : tm::table(t).cols) {
+    if (!out.empty()) out += ", ";
+    out += c.s_colname;
   }
-  freeSTelemList(&first);
-  return map_sql(rc);
+  return out;
 }
 
-// OP: one row a station through the table's access module.
-int32_t load_op() {
-  kyt_op_elem first{};
-  int32_t rc = getOPelemList(&first);
-  if (rc == RPDSQL_NOT_FOUND) return 0;
-  int32_t result = map_sql(rc);
-  if (rc != 0) KYT_TRACE(kModule, kTopic, 1, "getOPelemList returns %d", rc);
-  kyt_station* cur = list().head;
-  void* tail = nullptr;
-  kyt_station* tail_node = nullptr;
-  for (kyt_op_elem* e = rc == 0 ? &first : nullptr; e != nullptr; e = e->next) {
-    kyt_station* n = find_node(&cur, e->sid, "OP check >%s<,>%s<", "OP sid not found >%s<");
-    if (n == nullptr) continue;
-    auto* copy = static_cast<kyt_op_elem*>(std::malloc(sizeof *e));
-    if (copy == nullptr) {
-      result = -2;
-      break;
-    }
-    *copy = *e;
-    append_row(Tab::kOP, n, copy, &tail, &tail_node);
-  }
-  freeOPelemList(&first);
-  return result;
+// ST's own columns and OP: every column of every row, in key (station id) order, through
+// the table's description.
+const RowSource& whole_table(Tab t) {
+  static const std::string st = "DECLARE stdc CURSOR FOR SELECT " + column_list(Tab::kST) + " FROM ST";
+  static const std::string op = "DECLARE opc CURSOR FOR SELECT " + column_list(Tab::kOP) + " FROM OP";
+  static const RowSource kST{Tab::kST, {st, ""}, "FETCH stdc", "CLOSE stdc",
+                             "ST check >%s<,>%s<", "ST sid not found >%s<"};
+  static const RowSource kOP{Tab::kOP, {op, ""}, "FETCH opc", "CLOSE opc",
+                             "OP check >%s<,>%s<", "OP sid not found >%s<"};
+  return t == Tab::kST ? kST : kOP;
 }
 
 // ---- station types and the trace dump ---------------------------------------------------
@@ -439,10 +419,10 @@ int32_t load_list() {
     if (first == 0) first = r;
     return r == -2;
   };
-  if (note(load_st_details())) return -2;
+  if (note(load_rows(whole_table(Tab::kST)))) return -2;
   if (note(load_rows(kNK))) return -2;
   if (note(load_rows(kRT))) return -2;
-  if (note(load_op())) return -2;
+  if (note(load_rows(whole_table(Tab::kOP)))) return -2;
   for (const RowSource* src : {&kLU, &kXP, &kTC, &kLX}) {
     if (note(load_rows(*src))) return -2;
   }
