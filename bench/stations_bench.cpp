@@ -188,7 +188,9 @@ struct Walk {
 
 void text(sqlite3_stmt* s, int col, char* to, size_t size) {
   const unsigned char* v = sqlite3_column_text(s, col);
-  std::snprintf(to, size, "%s", v != nullptr ? reinterpret_cast<const char*>(v) : "");
+  const size_t n = v != nullptr ? std::min(static_cast<size_t>(sqlite3_column_bytes(s, col)), size - 1) : 0;
+  if (n > 0) std::memcpy(to, v, n);
+  to[n] = 0;
 }
 
 template <typename Elem, typename Read>
