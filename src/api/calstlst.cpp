@@ -243,8 +243,9 @@ int32_t load_rows(const RowSource& src) {
   kyt_station* cur = list().head;
   void* tail = nullptr;
   kyt_station* tail_node = nullptr;
+  // A DECLARE that finds no row still leaves its cursor declared (and its table in use):
+  // every DECLARE is closed.
   int32_t rc = rpdsql_run(std::span<const std::string_view>(src.decl, 2), out);
-  const bool declared = rc == 0;
   int32_t result = 0;
   while (rc == 0) {
     kyt_station* n = find_node(&cur, rowsid, src.check, src.not_found);
@@ -263,7 +264,7 @@ int32_t load_rows(const RowSource& src) {
     std::fill(stage.begin(), stage.end(), 0);
     rc = rpdsql_run(src.fetch, out);
   }
-  if (declared) rpdsql_run(src.close);
+  rpdsql_run(src.close);
   if (result == 0 && rc != 0 && rc != RPDSQL_NOT_FOUND) {
     KYT_TRACE(kModule, kTopic, 1, "%s returns %d", src.fetch, rc);
     result = map_sql(rc);
@@ -391,7 +392,6 @@ int32_t load_list() {
   char sid[kSidBytes] = {};
   const HostVar out[] = {{kTypeChar, sid}};
   int32_t rc = rpdsql_run(" DECLARE stc CURSOR FOR SELECT sid FROM st  ORDER BY sid", out);
-  const bool declared = rc == 0;
   while (rc == 0) {
     auto* n = static_cast<kyt_station*>(std::calloc(1, sizeof(kyt_station)));
     if (n == nullptr) {
@@ -407,7 +407,7 @@ int32_t load_list() {
     std::memset(sid, 0, sizeof sid);
     rc = rpdsql_run("FETCH stc", out);
   }
-  if (declared) rpdsql_run("CLOSE stc");
+  rpdsql_run("CLOSE stc");
   if (rc != RPDSQL_NOT_FOUND) {
     KYT_TRACE(kModule, kTopic, 1, "DECLARE stc CURSOR returns %d", rc);
     return map_sql(rc);

@@ -329,6 +329,34 @@ TEST(StationList, SingleRowsAreSeen) {
   EXPECT_EQ(ri.flgflush, 64);
 }
 
+// The second process of AnotherProcessDeletes: the environment file args[0] with DB args[1];
+// deletes the station args[2] and ends with the code, its work left as the call left it.
+TEST(SecondProcess, StationDelete) {
+  std::vector<std::string> args;
+  if (!in_role("StationDelete", &args)) GTEST_SKIP() << "a second process of StationList";
+  const bool ready = lpdsn_init_file(args.at(0)) == 0 && lpdsn_set("DB", args.at(1).c_str()) == 0;
+  end_role(ready ? kytDeleteStation(args.at(2).c_str()) : 98);
+}
+
+// A deletion by another program of the station is committed when that program ends, tells
+// the monitor's row, and a refresh here shows it. The list loaded here holds no table: the
+// other program reaches every one of them (LU and XP have no rows, their cursors none).
+TEST(StationList, AnotherProcessDeletes) {
+  StationDb db;
+  sample();
+  add_ri(1, "M", 0);
+  ASSERT_EQ(kytInitStationList(), 0);
+  ASSERT_EQ(run_role("StationDelete", {db.dir.file("kytenv.dat"), db.dir.path(), "DELTA"}), 0);
+  EXPECT_STREQ(kytGetStationListHead()->next->next->sid, "DELTA");  // this list is not changed
+  ASSERT_EQ(kytRefreshStationList(), 0);
+  EXPECT_EQ(walk(), (std::vector<std::string>{"ALPHA", "BRAVO", "SIXTEENCHARSID16"}));
+  EXPECT_EQ(count("OP", "SID", "DELTA"), 0);
+  EXPECT_EQ(count("NK", "SID", "DELTA"), 0);
+  kyt_ri_elem ri{};
+  ASSERT_EQ(getRIelemByKytid(1, &ri), 0);
+  EXPECT_EQ(ri.flgflush, 64);
+}
+
 TEST(StationList, DelstDeletesAsTheApiDoes) {
   StationDb db;
   sample();
