@@ -560,17 +560,39 @@ int32_t write_st(const kyt_station* r) {
   });
 }
 
-int32_t write_nk(const kyt_station* r) {
+// Rows that each replace the row of their key: for every row of the chain `first` (written
+// with the station's id) the DELETE `statement`, whose marks take the columns `key` of the
+// row, then the row inserted; one transaction for the chain.
+int32_t replace_rows(Tab t, const void* first, const char* sid, const char* statement,
+                     std::initializer_list<const char*> key) {
+  const SchemaTable& st = tm::table(t);
+  const tm::ElemLayout& lay = tm::layout(t);
+  std::vector<unsigned char> row(lay.size);
   return transaction([&]() -> int32_t {
-    for (const kyt_nk_elem* e = r->nk; e != nullptr; e = e->next) {
-      const kyt_nk_elem row = with_sid(*e, r->sid);
-      int32_t rc = del("DELETE FROM NK WHERE SID = ? AND PROTOCOL = ?",
-                       {text_var(row.sid), text_var(row.protocol)});
-      if (rc == 0) rc = tm::insert(Tab::kNK, "insNKelem", &row);
+    for (const void* e = first; e != nullptr; e = next_of(t, const_cast<void*>(e))) {
+      std::memcpy(row.data(), e, lay.size);
+      copy_text(reinterpret_cast<char*>(row.data()), kSidBytes, sid);
+      next_of(t, row.data()) = nullptr;
+      std::vector<HostVar> in;
+      for (const char* k : key) {
+        for (size_t i = 0; i < st.cols.size(); ++i) {
+          if (std::strcmp(st.cols[i].s_colname, k) == 0)
+            in.push_back(HostVar{st.cols[i].type, row.data() + lay.offset[i]});
+        }
+      }
+      int32_t rc = rpdsql_run(statement, in);
+      if (rc == RPDSQL_NOT_FOUND) rc = 0;
+      if (rc != 0) KYT_TRACE(kModule, kTopic, 1, "%s returns %d", statement, rc);
+      if (rc == 0) rc = tm::insert(t, "kytUpdateStation", row.data());
       if (rc != 0) return rc;
     }
     return 0;
   });
+}
+
+int32_t write_nk(const kyt_station* r) {
+  return replace_rows(Tab::kNK, r->nk, r->sid, "DELETE FROM NK WHERE SID = ? AND PROTOCOL = ?",
+                      {"SID", "PROTOCOL"});
 }
 
 int32_t write_rt(const kyt_station* r) {
@@ -615,42 +637,18 @@ int32_t write_lu(const kyt_station* r) {
 }
 
 int32_t write_xp(const kyt_station* r) {
-  return transaction([&]() -> int32_t {
-    for (const kyt_xp_elem* e = r->xp; e != nullptr; e = e->next) {
-      kyt_xp_elem row = with_sid(*e, r->sid);
-      int32_t rc = del("DELETE FROM XP WHERE SID = ? AND N = ?",
-                       {text_var(row.sid), {kTypeInteger, &row.n}});
-      if (rc == 0) rc = tm::insert(Tab::kXP, "insXPelem", &row);
-      if (rc != 0) return rc;
-    }
-    return 0;
-  });
+  return replace_rows(Tab::kXP, r->xp, r->sid, "DELETE FROM XP WHERE SID = ? AND N = ?",
+                      {"SID", "N"});
 }
 
 int32_t write_tc(const kyt_station* r) {
-  return transaction([&]() -> int32_t {
-    for (const kyt_tc_elem* e = r->tc; e != nullptr; e = e->next) {
-      kyt_tc_elem row = with_sid(*e, r->sid);
-      int32_t rc = del("DELETE FROM TC WHERE SID = ? AND N = ?",
-                       {text_var(row.sid), {kTypeInteger, &row.n}});
-      if (rc == 0) rc = tm::insert(Tab::kTC, "insTCelem", &row);
-      if (rc != 0) return rc;
-    }
-    return 0;
-  });
+  return replace_rows(Tab::kTC, r->tc, r->sid, "DELETE FROM TC WHERE SID = ? AND N = ?",
+                      {"SID", "N"});
 }
 
 int32_t write_lx(const kyt_station* r) {
-  return transaction([&]() -> int32_t {
-    for (const kyt_lx_elem* e = r->lx; e != nullptr; e = e->next) {
-      const kyt_lx_elem row = with_sid(*e, r->sid);
-      int32_t rc = del("DELETE FROM LX WHERE SID = ? AND NAME = ?",
-                       {text_var(row.sid), text_var(row.name)});
-      if (rc == 0) rc = tm::insert(Tab::kLX, "insLXelem", &row);
-      if (rc != 0) return rc;
-    }
-    return 0;
-  });
+  return replace_rows(Tab::kLX, r->lx, r->sid, "DELETE FROM LX WHERE SID = ? AND NAME = ?",
+                      {"SID", "NAME"});
 }
 
 int32_t update_station(const kyt_station* r) {
