@@ -9,7 +9,7 @@ $RUNNER "$HELPER" init >/dev/null && $RUNNER "$HELPER" write >/dev/null
 check "stations written" 0 "$?"
 run stations
 check "no LID: exit" 1 "$rc"
-check "no LID: message" "kytadm stations: 12 parameter LID missing" "$err"
+check "no LID: message" "kytadm stations: 12 parameter LID missing (or the database could not be read)" "$err"
 run sql "INSERT INTO PT VALUES('LID', 1, 17, 'HUB')"
 check "LID set" 0 "$rc"
 

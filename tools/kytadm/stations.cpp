@@ -76,7 +76,7 @@ const char* meaning(int32_t rc) {
     case -2: return "out of memory or the database could not be closed";
     case -3: return "the database could not be opened";
     case -5: return "invalid station id";
-    case 12: return "parameter LID missing";
+    case 12: return "parameter LID missing (or the database could not be read)";
     default: return "a table could not be read";
   }
 }
