@@ -211,7 +211,107 @@ int32_t rpxunq(int32_t action, const char *process);
  * kytInitDB, kytWriteDB, the dumps, kytDeleteDB. */
 
 /* ---- Station list ----
- * kytInitStationList and its siblings. */
+ * kytInitStationList and its siblings: the partner stations of the station as an in-memory
+ * list, one node a row of ST, each carrying the rows of NK, RT, OP, LU, XP, TC and LX that
+ * belong to it. The list is per process and not locked: one thread a process uses it.
+ *
+ * Station ids are 1 to 16 printable characters (letters, digits, punctuation, blank); a
+ * longer id, a control character or a NULL pointer is refused with -5.
+ *
+ * Codes of these calls: 0 done; -1 no (further) station; -2 out of memory while loading
+ * (also: the database could not be closed); -3 the database could not be opened; -5 invalid
+ * argument; 13 station not in the list (or it could not be copied); 99 internal failure
+ * (also any failing statement while deleting). */
+#include "kyt_elem.h"
+
+/* Values of kyt_station.stationtype. */
+#define KYT_STATION_PARTNER 0 /* a partner station */
+#define KYT_STATION_LOCAL 1   /* the station itself: its id is the parameter LID */
+
+/* A station: a node of the list, and the record that kytGetStation fills and
+ * kytUpdateStation reads. The row lists are chains of element records (kyt_elem.h) linked
+ * by their member next, in the order of the table's key; NULL when the station has no row
+ * in that table.
+ *
+ * Ownership: the nodes of the list and every row behind them belong to the library; read
+ * them, never free or change them; they stay valid until kytFreeStationList,
+ * kytRefreshStationList, kytGetNextStation with "" or kytDeleteStation of that station.
+ * A record filled by kytGetStation holds copies that belong to the caller, who frees them
+ * with kytFreeStationEntries (the record itself is the caller's own memory). A record given
+ * to kytUpdateStation is the caller's own throughout (stack or heap; the library only reads
+ * it). */
+typedef struct kyt_station {
+  char sid[17];            /* the station id */
+  int32_t stationtype;     /* KYT_STATION_... */
+  kyt_nk_elem *nk;         /* network and protocol links */
+  kyt_rt_elem *rt;         /* routes to this station (siddest is its id) */
+  kyt_op_elem *op;         /* the ODETTE partner row (at most one) */
+  kyt_lu_elem *lu;         /* the LU 6.2 connection (at most one) */
+  kyt_xp_elem *xp;         /* X.25 / ISDN connections */
+  kyt_tc_elem *tc;         /* TCP/IP connections */
+  kyt_lx_elem *lx;         /* per-station parameters; the list carries no type (0) */
+  kyt_st_elem st;          /* the ST row itself (st.next unused) */
+  struct kyt_station *next; /* list order: ascending station id */
+  struct kyt_station *prev;
+} kyt_station;
+
+/* Reads the local station id (parameter LID), loads the list unless one is loaded, sets the
+ * station types and traces the list. Returns 0; the code of the parameter read when LID
+ * cannot be read (12, 99; nothing loaded then); -2, -3 or 99 when a table could not be read
+ * (the list then holds what was read). */
+int32_t kytInitStationList(void);
+
+/* Writes into next (at least 17 bytes) the id of the station that follows sid: the least
+ * id greater than sid compared without regard to case (ids equal but for case follow each
+ * other in byte order). sid "" reloads the list first and so gives the first station.
+ * Returns 0; -1 when no station follows (or no list is loaded and sid is not ""); -5 for a
+ * NULL argument or an invalid non-empty sid; for "" also the codes of loading. */
+int32_t kytGetNextStation(const char *sid, char *next);
+
+/* Fills *out with a copy of the station sid of the loaded list (the exact id, else one equal
+ * but for case): the id, the type, the ST row and copies of every row list; out->next and
+ * out->prev are NULL. Free the copies with kytFreeStationEntries(out). Returns 0; 13 when
+ * the station is not in the list (or no list is loaded, or a copy could not be made;
+ * nothing is left allocated then); -5 for NULL arguments or an invalid sid. */
+int32_t kytGetStation(const char *sid, kyt_station *out);
+
+/* Writes a station's tables from a record, each table in its own transaction, in this
+ * order: ST (the row st updated, or inserted when missing); NK, each row replacing the row
+ * of its protocol; RT, every route to the station replaced by the list (an empty list
+ * removes them); OP, deleted and inserted from the list (ODETTEID, PSWFROM, PSWTO
+ * upper-cased); LU deleted and inserted likewise; XP and TC each row replacing the row of
+ * its number N, LX each row replacing the row of its NAME. Rows with an empty sid are
+ * written with the record's; st.sid may be empty too. The loaded list is not changed
+ * (kytRefreshStationList reloads it). Returns 0; -5 for NULL, an invalid sid, a row of
+ * another station or a text member without its zero byte; -1, -2, -3 or 99 for a failing
+ * statement (its table's transaction rolled back, the tables before it written). */
+int32_t kytUpdateStation(const kyt_station *station);
+
+/* Deletes the station from ST, RT (routes to it) and OP in one transaction, then from NK,
+ * LU, XP, TC, LX and AC; unlinks it from the loaded list; sets bit 64 in FLGFLUSH of every
+ * registered monitor process (RI, PTYPE "M") and wakes the monitor. Returns 0 (also when
+ * the station did not exist); -5 for an invalid sid; 99 when a statement failed (the first
+ * transaction then rolled back). */
+int32_t kytDeleteStation(const char *sid);
+
+/* Frees the whole list. Returns 0. */
+int32_t kytFreeStationList(void);
+
+/* Frees and reloads the list (station types and trace as kytInitStationList). Returns 0 or
+ * the codes of loading. */
+int32_t kytRefreshStationList(void);
+
+/* The first node of the loaded list (walk it by next), or NULL when none is loaded or it is
+ * empty. The nodes belong to the library (see kyt_station). */
+kyt_station *kytGetStationListHead(void);
+
+/* Frees the row lists of one station: a record filled by kytGetStation, or a node of the
+ * list (which then stays in the list without rows). The pointers are set to NULL; nothing
+ * else of the record is touched. Returns 0, -5 for NULL. */
+int32_t kytFreeStationEntries(kyt_station *station);
+
+/* Releases the monitor's wake-up semaphore once. Returns 0 (also when no monitor runs). */
+int32_t kytWakeMonitor(void);
 
 /* ---- Send entries ----
  * kytCreateSendEntry and its siblings. */

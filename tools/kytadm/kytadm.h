@@ -65,6 +65,9 @@ extern const char* const kParamsHelp;
 int run_listen(const Args& args);
 extern const char* const kListenSynopsis;
 extern const char* const kListenHelp;
+int run_stations(const Args& args);
+extern const char* const kStationsSynopsis;
+extern const char* const kStationsHelp;
 
 }  // namespace kytadm
 

@@ -68,6 +68,7 @@ const Subcommand kSubcommands[] = {
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
     {"listen", kListenSynopsis, kListenHelp, kListenOptions, false, run_listen},
+    {"stations", kStationsSynopsis, kStationsHelp, kEnvOptions, false, run_stations},
 };
 
 void usage(std::FILE* out) {

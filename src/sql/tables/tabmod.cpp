@@ -395,6 +395,7 @@ int32_t list(Tab t, const char* fn, const char* cursor, const char* where, const
     const std::vector<int> sel = selected(t, cols, &select);
     bind_outputs(t, sel, first, in.size(), &v);
     rc = declare(t, cursor, select, where, order, v);
+    const bool have_first = rc == OK_STATE;  // DECLARE delivered the first row into *first
     if (rc == OK_STATE) rc = convert_dt(t, v, first);
     void* last = first;
     const std::string_view fetch[] = {"FETCH ", cursor};
@@ -415,7 +416,7 @@ int32_t list(Tab t, const char* fn, const char* cursor, const char* where, const
       last = e;
     }
     close_cursor(cursor);
-    if (rc == RPDSQL_NOT_FOUND && last != first) rc = OK_STATE;
+    if (rc == RPDSQL_NOT_FOUND && have_first) rc = OK_STATE;
   }
   if (rc != OK_STATE && rc != RPDSQL_NOT_FOUND)
     KYT_TRACE(kModule, kTopic, 1, "%s select returns %d", fn, rc);
