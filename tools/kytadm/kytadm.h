@@ -62,6 +62,9 @@ int run_sql(const Args& args);
 int run_params(const Args& args);
 extern const char* const kParamsSynopsis;
 extern const char* const kParamsHelp;
+int run_receives(const Args& args);
+extern const char* const kReceivesSynopsis;
+extern const char* const kReceivesHelp;
 
 }  // namespace kytadm
 
