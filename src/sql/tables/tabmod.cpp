@@ -396,6 +396,7 @@ int32_t list(Tab t, const char* fn, const char* cursor, const char* where, const
     bind_outputs(t, sel, first, in.size(), &v);
     rc = declare(t, cursor, select, where, order, v);
     if (rc == OK_STATE) rc = convert_dt(t, v, first);
+    const bool any = rc == OK_STATE;  // the declaration delivered the first row
     void* last = first;
     const std::string_view fetch[] = {"FETCH ", cursor};
     while (rc == OK_STATE) {
@@ -415,7 +416,7 @@ int32_t list(Tab t, const char* fn, const char* cursor, const char* where, const
       last = e;
     }
     close_cursor(cursor);
-    if (rc == RPDSQL_NOT_FOUND && last != first) rc = OK_STATE;
+    if (rc == RPDSQL_NOT_FOUND && any) rc = OK_STATE;
   }
   if (rc != OK_STATE && rc != RPDSQL_NOT_FOUND)
     KYT_TRACE(kModule, kTopic, 1, "%s select returns %d", fn, rc);
