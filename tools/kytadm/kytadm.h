@@ -62,6 +62,9 @@ int run_sql(const Args& args);
 int run_params(const Args& args);
 extern const char* const kParamsSynopsis;
 extern const char* const kParamsHelp;
+int run_import(const Args& args);
+extern const char* const kImportSynopsis;
+extern const char* const kImportHelp;
 
 }  // namespace kytadm
 
