@@ -65,6 +65,9 @@ extern const char* const kParamsHelp;
 int run_cmd(const Args& args);
 extern const char* const kCmdSynopsis;
 extern const char* const kCmdHelp;
+int run_import(const Args& args);
+extern const char* const kImportSynopsis;
+extern const char* const kImportHelp;
 
 }  // namespace kytadm
 

@@ -67,6 +67,7 @@ const Subcommand kSubcommands[] = {
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
     {"cmd", kCmdSynopsis, kCmdHelp, kEnvOptions, true, run_cmd},
+    {"import", kImportSynopsis, kImportHelp, kEnvOptions, false, run_import},
 };
 
 void usage(std::FILE* out) {
