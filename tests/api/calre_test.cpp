@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "api/batchdb.h"
 #include "api/calre.h"
 #include "api/verbs.h"
 #include "kyt/kyt.h"
@@ -339,6 +340,48 @@ TEST_F(ReTest, EntriesOfAnotherProcessAreSeenAfterAReload) {
   EXPECT_TRUE(active().empty());        // reading it again shows the deletion
   EXPECT_EQ(kytGetRE(r.cn, &back), 14);
   EXPECT_STREQ(kt(r.cn).xiddeleted, "OPER");
+}
+
+}  // namespace
+}  // namespace kyt
+
+namespace kyt {
+namespace {
+
+// RESENTR through the exported command entry: the command number comes back to the caller,
+// the message names the line, a refusal reports its code; the entry reads back through the
+// client calls.
+class ResentrBatchTest : public test::BatchTest {
+ protected:
+  void SetUp() override {
+    api::re_reset_for_tests();
+    BatchTest::SetUp();
+  }
+};
+
+TEST_F(ResentrBatchTest, ThroughKytcal) {
+  ASSERT_EQ(rpdsql_run("INSERT INTO ST VALUES('PARTNER1', 'N', 'P', '', '')"), 0);
+  ASSERT_EQ(call("USER /CREATE UID=OP1 NAME=\"Op One\" PRIV=O LANGUAGE=E").rc, 0);
+  ASSERT_EQ(kytSetUser("op1"), 0);
+  const test::Call made = call("RESENTR DSN=weekly SID=PARTNER1 ACCOUNT=ACC7");
+  ASSERT_EQ(made.rc, 0) << made.msg;
+  EXPECT_GT(made.cn, 0);
+  EXPECT_EQ(made.severity, 'I');
+  EXPECT_NE(made.msg.find("RESENTR DSN=weekly"), std::string::npos) << made.msg;
+  kyt_re_record back{};
+  ASSERT_EQ(kytGetRE(made.cn, &back), 0);
+  EXPECT_STREQ(back.vdsn, "WEEKLY");
+  EXPECT_STREQ(back.acctrecvr, "ACC7");
+  EXPECT_STREQ(back.uidcreator, "OP1");
+  const test::Call twice = call("RESENTR DSN=WEEKLY SID=PARTNER1");
+  EXPECT_EQ(twice.rc, 19);
+  EXPECT_EQ(twice.severity, 'E');
+  EXPECT_EQ(twice.cn, 0);
+  const test::Call gone = call("RESENTR /DELETE DSN=WEEKLY SID=PARTNER1");
+  EXPECT_EQ(gone.rc, 0);
+  EXPECT_EQ(gone.cn, 0);  // a deletion makes no command row
+  int32_t cn = 0;
+  EXPECT_EQ(kytGetNextRE(0, &cn), -1);
 }
 
 }  // namespace

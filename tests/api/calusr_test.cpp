@@ -119,6 +119,12 @@ TEST_F(CalusrTest, WritingAParameterFlagsTheMonitorsAndWakesThem) {
   int woken = 0;
   while (wake.try_wait()) ++woken;
   EXPECT_EQ(woken, 2);
+  // A station with its one monitor row alone.
+  ASSERT_EQ(delRIelem(2), 0);
+  ASSERT_EQ(delRIelem(3), 0);
+  ASSERT_EQ(rpdsql_run("UPDATE RI SET FLGFLUSH = 0"), 0);
+  ASSERT_EQ(kytWriteParm("SLEEP", &in), 0);
+  EXPECT_EQ(process(1).flgflush, 4);
 }
 
 TEST_F(CalusrTest, ConfigurationItems) {
