@@ -269,6 +269,10 @@ TEST_F(VerbsTest, PrintFilesAndLists) {
   ASSERT_EQ(rc("PRINT /" + dir_.file("note.txt")), 0);
   EXPECT_EQ(out_, "line one\nline two\n");
   EXPECT_EQ(rc("PRINT /" + dir_.file("none.txt")), 17);
+  EXPECT_EQ(rc("PRINT /" + dir_.path()), 17);  // a directory
+  write_file(dir_.file("big.txt"), std::string((1 << 20) + 1, 'b'));
+  EXPECT_EQ(rc("PRINT /" + dir_.file("big.txt")), 16);
+  out_.clear();
   out_.clear();
   ASSERT_EQ(rc("USER /CREATE UID=OP1 NAME=One PASSWORD=topsecret"), 0);
   ASSERT_EQ(rc("PRINT LIST=users"), 0);
