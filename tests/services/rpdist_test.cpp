@@ -364,6 +364,32 @@ TEST_F(ImportTest, DirectoryInNameOrder) {
   EXPECT_EQ(getSTelemBySid("P4", &spare_st_), KYT_SQL_NOT_FOUND);
 }
 
+// Records are committed in batches: after a failure far into a file every record before it
+// is in the database as another process (here: the database opened afresh) sees it; inside a
+// caller's transaction the rows are the caller's to commit or roll back.
+TEST_F(ImportTest, RowsCommittedAcrossBatchesAndCallersTransaction) {
+  std::string text;
+  for (int i = 0; i < 600; ++i)
+    text += "ST SID=P" + std::to_string(i) + " NETID=N STATNAME=X\n";
+  text += "ST SID=BAD NETID=N STATNAME=X PHONE=" + std::string(30, '9') + "\n";
+  text += "ST SID=AFTER NETID=N STATNAME=X\n";
+  EXPECT_EQ(stations("big.txt", text), 17);
+  EXPECT_NE(said().find("line 601 of"), std::string::npos);
+  rpdsql_run("CLOSE DB");
+  ASSERT_TRUE(test::open_station_db(dir_));
+  EXPECT_EQ(count(Tab::kST), 600);
+  EXPECT_EQ(getSTelemBySid("AFTER", &spare_st_), KYT_SQL_NOT_FOUND);
+
+  ASSERT_EQ(sqlSetAutocommOff(), 0);
+  EXPECT_EQ(stations("t.txt", "ST SID=T1 NETID=N STATNAME=X\nST SID=P1 NETID=N STATNAME=Y\n"),
+            0);
+  EXPECT_STREQ(st("T1").statname, "X");
+  ASSERT_EQ(sqlRollback(), 0);
+  ASSERT_EQ(sqlSetAutocommOn(), 0);
+  EXPECT_EQ(getSTelemBySid("T1", &spare_st_), KYT_SQL_NOT_FOUND);
+  EXPECT_STREQ(st("P1").statname, "X");
+}
+
 std::vector<std::string> c_messages;
 void collect(const char* text) { c_messages.emplace_back(text); }
 
