@@ -125,6 +125,41 @@ bool is_dt(const COLDEF& c) {
   return c.type == kTypeInteger && std::strncmp(c.s_colname, "DT", 2) == 0;
 }
 
+// The line as traces and messages show it: the values of the password keywords replaced by
+// "***" (whatever their case, quoted or not), everything else as written.
+std::string masked(const std::string& line) {
+  std::string out;
+  out.reserve(line.size());
+  size_t i = 0;
+  while (i < line.size()) {
+    if (line[i] == ' ' || line[i] == '\t') {
+      out.push_back(line[i++]);
+      continue;
+    }
+    // A token: up to the next blank outside quotes.
+    size_t end = i;
+    char quote = 0;
+    while (end < line.size() && (quote != 0 || (line[end] != ' ' && line[end] != '\t'))) {
+      if (quote != 0 && line[end] == quote)
+        quote = 0;
+      else if (quote == 0 && (line[end] == '"' || line[end] == '\''))
+        quote = line[end];
+      ++end;
+    }
+    const std::string token = line.substr(i, end - i);
+    const size_t eq = token.find('=');
+    std::string key = eq == std::string::npos ? std::string() : token.substr(0, eq);
+    while (!key.empty() && key[0] == '/') key.erase(0, 1);
+    for (char& c : key) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (!key.empty() && is_password(key.c_str()))
+      out += token.substr(0, eq + 1) + "***";
+    else
+      out += token;
+    i = end;
+  }
+  return out;
+}
+
 // Reads a number for a column of `type`: 0, IMP_NOT_NUMBER or IMP_TOO_LONG.
 int32_t read_number(const char* text, int16_t type, int64_t* value) {
   const int64_t lo = type == kTypeSmallint ? INT16_MIN : INT32_MIN;
@@ -196,9 +231,10 @@ int32_t store_row(Run& run, const Record& r, const cmd_args& a, cmd_msg* msg) {
       const size_t room = lay.bytes[i] - 1;
       if (len > room) {
         KYT_IMPORT_FAIL(run, msg,
-                        "store_%s: value of %s is too long for its column (%zu characters, at "
-                        "most %zu): '%.40s...'",
-                        r.verb, kw, len, room, v);
+                        "store_%s: value of %s is too long for its column (%lu characters, at "
+                        "most %lu): '%.40s...'",
+                        r.verb, kw, static_cast<unsigned long>(len),
+                        static_cast<unsigned long>(room), is_password(c.s_colname) ? "***" : v);
         return IMP_TOO_LONG;
       }
       std::memcpy(m, v, len);
@@ -302,7 +338,7 @@ int32_t store_lx(Run& run, const cmd_args& a, cmd_msg* msg) {
   std::vector<kyt_lx_elem> rows(static_cast<size_t>(a.positional_count()));
   for (int i = 0; i < a.positional_count(); ++i) {
     const char* pair = a.positional(i);
-    KYT_TRACE(kModule, kTopic, 6, "\t\t%s", pair);
+    KYT_TRACE(kModule, kTopic, 6, "\t\t%s", masked(pair).c_str());
     kyt_lx_elem& e = rows[static_cast<size_t>(i)];
     std::memcpy(e.sid, sid, std::strlen(sid));
     const int32_t rc = lx_pair(pair, &e);
@@ -464,8 +500,8 @@ int32_t check_file(Run& run, std::FILE* f, bool stations) {
     ++number;
     if (too_long) {
       KYT_TRACE(kModule, kTopic, 1, "modst check error %d", IMP_TOO_LONG);
-      run.say("line %ld of \"%s\" is longer than %zu bytes\n", number, run.file.c_str(),
-              kImportLineMax);
+      run.say("line %ld of \"%s\" is longer than %lu bytes\n", number, run.file.c_str(),
+              static_cast<unsigned long>(kImportLineMax));
       return IMP_TOO_LONG;
     }
     if (line.find('\0') != std::string::npos) {
@@ -476,14 +512,14 @@ int32_t check_file(Run& run, std::FILE* f, bool stations) {
     }
     if (!stations) continue;
     const std::string text = prepare(line);
-    KYT_TRACE(kModule, kTopic, 11, "modst tokline %s", text.c_str());
+    KYT_TRACE(kModule, kTopic, 11, "modst tokline %s", masked(text).c_str());
     const std::vector<std::string> toks = tokens_of(text);
     if (toks.empty() || toks[0] != "OP") continue;
-    KYT_TRACE(kModule, kTopic, 6, "modst check line %s", text.c_str());
+    KYT_TRACE(kModule, kTopic, 6, "modst check line %s", masked(text).c_str());
     std::string sid, oid;
     int oid_count = 0;
     for (size_t i = 1; i < toks.size(); ++i) {
-      KYT_TRACE(kModule, kTopic, 11, "modst check next tok %s", toks[i].c_str());
+      KYT_TRACE(kModule, kTopic, 11, "modst check next tok %s", masked(toks[i]).c_str());
       const size_t eq = toks[i].find('=');
       if (eq == std::string::npos) continue;
       const std::string key = toks[i].substr(0, eq);
@@ -500,8 +536,8 @@ int32_t check_file(Run& run, std::FILE* f, bool stations) {
                                                               : 0;
     if (rc != 0) {
       KYT_TRACE(kModule, kTopic, 1, "modst check error %d", rc);
-      KYT_TRACE(kModule, kTopic, 1, "modst check error line %s", line.c_str());
-      run.say("inconsistent line in station table: %s\n", line.c_str());
+      KYT_TRACE(kModule, kTopic, 1, "modst check error line %s", masked(line).c_str());
+      run.say("inconsistent line in station table: %s\n", masked(line).c_str());
       return rc;
     }
     KYT_TRACE(kModule, kTopic, 6, first ? "modst first station %s" : "modst new station %s",
@@ -569,10 +605,10 @@ int32_t import_file(Run& run, CommandSet& set, bool stations) {
   int32_t rc = 0;
   while (rc == 0 && reader->next(&line, &too_long)) {
     ++number;
-    KYT_TRACE(kModule, kTopic, 11, "modst read %s", line.c_str());
+    KYT_TRACE(kModule, kTopic, 11, "modst read %s", masked(line).c_str());
     if (too_long) {  // the file changed since the first reading
-      run.say("line %ld of \"%s\" is longer than %zu bytes\n", number, run.file.c_str(),
-              kImportLineMax);
+      run.say("line %ld of \"%s\" is longer than %lu bytes\n", number, run.file.c_str(),
+              static_cast<unsigned long>(kImportLineMax));
       rc = IMP_TOO_LONG;
       break;
     }
@@ -586,7 +622,7 @@ int32_t import_file(Run& run, CommandSet& set, bool stations) {
         run.say("%s%s%s\n", why, rc == kCmdSyntaxError && !set.error_text().empty() ? ": " : "",
                 rc == kCmdSyntaxError ? set.error_text().c_str() : "");
       run.say("line %ld of \"%s\" not imported (rc = %ld): %s\n", number, run.file.c_str(),
-              static_cast<long>(rc), line.c_str());
+              static_cast<long>(rc), masked(line).c_str());
       break;
     }
     ++records;

@@ -12,6 +12,7 @@
 #include "platform/platform.h"
 #include "services/services.h"
 #include "sql/sql.h"
+#include "sql/trace_capture.h"
 #include "stationdb.h"
 #include "testutil.h"
 
@@ -388,6 +389,52 @@ TEST_F(ImportTest, RowsCommittedAcrossBatchesAndCallersTransaction) {
   ASSERT_EQ(sqlSetAutocommOn(), 0);
   EXPECT_EQ(getSTelemBySid("T1", &spare_st_), KYT_SQL_NOT_FOUND);
   EXPECT_STREQ(st("P1").statname, "X");
+}
+
+// The trace of an import, and passwords kept out of traces and messages.
+TEST_F(ImportTest, TracesWithoutPasswords) {
+  test::TraceCapture trace;
+  ASSERT_EQ(stations("t.txt",
+                     "ST SID=S1 NETID=N1 STATNAME=\"One\" PHONE=12\n"
+                     "ST SID=S1 NETID=N1 STATNAME=Two SIDTYP=P\n"
+                     "OP SID=S1 ODETTEID=O1 PSWFROM=Secret1 pswto='Secret2'\n"
+                     "LX SID=S1 A=1\n"),
+            0)
+      << said();
+  EXPECT_TRUE(trace.has("modst first station S1"));
+  EXPECT_TRUE(trace.has("modst found oid O1"));
+  EXPECT_TRUE(trace.has("modst read do it "));
+  EXPECT_TRUE(trace.has("ST: SID=\"S1\", NETID=\"N1\", STATNAME=\"One\", PHONE=\"12\" SIDTYP=\"\""));
+  EXPECT_TRUE(trace.has("ST insert 0"));
+  EXPECT_TRUE(trace.has("ST update 0"));
+  EXPECT_TRUE(trace.has("modst read OP SID=S1 ODETTEID=O1 PSWFROM=*** pswto=***"));
+  EXPECT_TRUE(trace.has("LX  SID=S1"));
+  EXPECT_TRUE(trace.has("\t\tA=1"));
+  EXPECT_EQ(stations("u.txt",
+                     "OP SID=S2 ODETTEID=O2 PSWFROM=\"Secret3 x\"\n"
+                     "OP SID=S3 ODETTEID=O3 PSWTO=Secret4Secret4\n"),
+            17);
+  EXPECT_EQ(stations("v.txt",
+                     "OP SID=S4 ODETTEID=O4 PSWFROM=Secret5\n"
+                     "OP SID=S4 ODETTEID=O5 PSWFROM=Secret6\n"),
+            8);
+  EXPECT_TRUE(trace.has("modst check error 8"));
+  EXPECT_TRUE(trace.has("modst check error line OP SID=S4 ODETTEID=O5 PSWFROM=***"));
+  EXPECT_NE(said().find("not imported (rc = 17): OP SID=S2 ODETTEID=O2 PSWFROM=***"),
+            std::string::npos)
+      << said();
+  EXPECT_EQ(said().find("Secret"), std::string::npos) << said();
+  // The import's own lines (the command engine traces every command line as it is given).
+  std::string own;
+  for (size_t at = 0, nl; at < trace.text().size(); at = nl + 1) {
+    nl = trace.text().find('\n', at);
+    if (nl == std::string::npos) nl = trace.text().size();
+    const std::string line = trace.text().substr(at, nl - at);
+    if (line.find(" rpdist.cpp ") != std::string::npos) own += line + "\n";
+  }
+  EXPECT_NE(own.find("modst read"), std::string::npos);
+  EXPECT_EQ(own.find("Secret"), std::string::npos) << own;
+  EXPECT_EQ(own.find("SECRET"), std::string::npos) << own;
 }
 
 std::vector<std::string> c_messages;
