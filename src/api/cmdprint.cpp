@@ -1,6 +1,6 @@
 // PRINT: a file or a list of the station printed to the batch output.
-//   PRINT /FILE           the file's bytes as they are (at most 1 MiB; a file that cannot be
-//                         read: 17; a larger one: 16)
+//   PRINT /FILE           the file's bytes as they are (at most 1 MiB; a larger one: 16; a
+//                         file that cannot be read, a directory, pipe or device: 17)
 //   PRINT LIST=NAME       one line a row, NAME one of USERS (BT, without passwords),
 //                         STATIONS (ST), COMMANDS (KT), JOBS (JS); another name: 16
 // Nothing is written to the database.
@@ -76,8 +76,11 @@ int32_t print_named_list(const std::string& name) {
 }
 
 int32_t print_file(const char* path) {
+  // Only a regular file: a pipe or a device could keep the caller waiting for ever.
   platform::File f;
-  if (!f.open(path, platform::OpenMode::kRead)) return refuse("PRINT", kVerbNoFile, "file cannot be read");
+  if (!platform::is_regular_file(path) || !f.open(path, platform::OpenMode::kRead)) {
+    return refuse("PRINT", kVerbNoFile, "not a file that can be read");
+  }
   std::string text;
   char buf[8192];
   int64_t n = 0;

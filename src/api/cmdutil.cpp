@@ -134,11 +134,11 @@ int16_t priority_parameter(const char* name, int16_t fallback) {
 }
 
 bool station_exists(const char* sid, int32_t* rc) {
-  kyt_st_elem st{};
-  const int32_t r = getSTelemBySid(sid, &st);
-  if (r == 0) return true;
-  if (r != RPDSQL_NOT_FOUND) *rc = r;
-  return false;
+  // Counted rather than fetched: a missing station is an answer, not a failure to trace.
+  int32_t n = 0;
+  const int32_t r = tm::count(Tab::kST, "station_exists", "STSIDCNT", "SID = ?", {tm::arg(sid)}, &n);
+  if (r != 0 && r != RPDSQL_NOT_FOUND) *rc = r;
+  return n > 0;
 }
 
 int32_t refuse(const char* verb, int32_t rc, const char* why) {

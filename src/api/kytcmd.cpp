@@ -125,14 +125,19 @@ void batch_print(std::string_view text) {
 
 char caller_language() {
   const std::string uid = calling_user();
-  kyt_bt_elem user{};
   // Only a database already open is asked: a caller without one answers in the
-  // environment's language rather than opening the database for a message.
-  if (isa_db_open() && getBTelemByUid(uid.c_str(), &user) == 0 && user.language[0] != '\0' &&
-      user.language[0] != ' ') {
-    return msg_language(user.language[0]);
+  // environment's language rather than opening the database for a message. A caller
+  // without a user row is no error (SYSTEM has none), so the row is listed, not fetched.
+  char lang = 0;
+  if (isa_db_open()) {
+    kyt_bt_elem user{};
+    if (tm::list(Tab::kBT, "caller_language", "BTLANG", "UID = ?", nullptr, {tm::arg(uid.c_str())},
+                 &user, {"LANGUAGE"}) == 0) {
+      if (user.language[0] != '\0' && user.language[0] != ' ') lang = user.language[0];
+    }
+    tm::free_list(Tab::kBT, &user);
   }
-  return msg_language(0);
+  return msg_language(lang);
 }
 
 int32_t kytcmd(std::string_view line, cmd_msg* msg) {

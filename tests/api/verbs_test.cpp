@@ -269,6 +269,10 @@ TEST_F(VerbsTest, PrintFilesAndLists) {
   ASSERT_EQ(rc("PRINT /" + dir_.file("note.txt")), 0);
   EXPECT_EQ(out_, "line one\nline two\n");
   EXPECT_EQ(rc("PRINT /" + dir_.file("none.txt")), 17);
+  EXPECT_EQ(rc("PRINT /" + dir_.path()), 17);  // a directory
+  write_file(dir_.file("big.txt"), std::string((1 << 20) + 1, 'b'));
+  EXPECT_EQ(rc("PRINT /" + dir_.file("big.txt")), 16);
+  out_.clear();
   out_.clear();
   ASSERT_EQ(rc("USER /CREATE UID=OP1 NAME=One PASSWORD=topsecret"), 0);
   ASSERT_EQ(rc("PRINT LIST=users"), 0);
@@ -328,7 +332,37 @@ TEST_F(VerbsTest, OpcmdQueuesAnOperatorCommand) {
   EXPECT_EQ(count(Tab::kOK), 2);
 }
 
-TEST_F(VerbsTest, ModstNeedsAFile) {
+TEST_F(VerbsTest, ModstImportsAStationFile) {
+  write_file(dir_.file("stations.txt"),
+             "* two partners\n"
+             "ST SID=P1 NETID=O001P1 STATNAME=\"Partner one\"\n"
+             "OP SID=P1 ODETTEID=O001P1 PSWFROM=A PSWTO=B\n"
+             "NK SID=P1 FTP=O PROTOCOL=T PRIORITY=1 FLGSUSPND=1 AUTODIAL=Y  * suspended\n"
+             "ST SID=P2 NETID=O001P2 STATNAME=two\n");
+  Call c = call("MODST DSN=\"" + dir_.file("stations.txt") + "\"");
+  ASSERT_EQ(c.rc, 0) << c.msg;
+  EXPECT_STREQ(kt(c.cn).cmdtype, "MS");
+  EXPECT_NE(out_.find("stations.txt"), std::string::npos) << out_;  // the import's messages
+  kyt_st_elem st{};
+  ASSERT_EQ(getSTelemBySid("P1", &st), 0);
+  EXPECT_STREQ(st.statname, "Partner one");
+  EXPECT_EQ(getSTelemBySid("P2", &st), 0);
+  // The imported station's link can be taken back into service.
+  EXPECT_EQ(rc("ACTIVATE SID=P1"), 0);
+  kyt_nk_elem nk{};
+  ASSERT_EQ(getNKelemList(&nk), 0);
+  EXPECT_EQ(nk.flagsuspnd, 0);
+  freeNKelemList(&nk);
+  // A failing import hands on its code, its last message is the command's; no command row.
+  write_file(dir_.file("bad.txt"), "ST SID=P3 NETID=O001P3 STATNAME=x\nST SID=P4 FROB=1\n");
+  const int32_t commands = count(Tab::kKT);
+  c = call("MODST /" + dir_.file("bad.txt"));
+  EXPECT_EQ(c.rc, 3);
+  EXPECT_EQ(c.severity, 'E');
+  EXPECT_NE(c.msg.find("not imported"), std::string::npos) << c.msg;
+  EXPECT_EQ(c.cn, 0);
+  EXPECT_EQ(count(Tab::kKT), commands);
+  EXPECT_EQ(rc("MODST DSN=" + dir_.file("none.txt")), 99);
   EXPECT_EQ(rc("MODST"), 8);
   EXPECT_EQ(rc("MODST /a DSN=b"), 16);
 }

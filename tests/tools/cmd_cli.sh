@@ -56,6 +56,19 @@ printf 'first\nsecond\n' >note.txt
 run cmd "PRINT /note.txt"
 check "print" "$(printf '%s\n' first second 'I Command executed: PRINT /note.txt')" "$out"
 
+# A station file imported, its station taken into service.
+samples=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../samples" && pwd)
+cp "$samples/stations.txt" stations.txt
+run cmd "MODST DSN=stations.txt" "ACTIVATE SID=AUTOWERK"
+check "modst: exit" 0 "$rc"
+check "modst: message" "I Command executed: MODST DSN=stations.txt" "$(printf '%s\n' "$out" | grep MODST)"
+run sql "SELECT SID, FLAGSUSPND FROM NK WHERE SID = 'AUTOWERK'"
+check "modst: links" "$(printf '%s\n' 'AUTOWERK|0' 'AUTOWERK|0')" "$out"
+run sql "SELECT CMDTYPE FROM KT WHERE CMDTYPE = 'MS' OR CMDTYPE = 'AC'"
+check "modst: command rows" "$(printf '%s\n' MS AC)" "$out"
+run cmd "MODST DSN=nosuch.txt"
+check "modst missing file" 1 "$rc"
+
 # Wrong use.
 run cmd -e missing.dat END
 check "missing environment" 2 "$rc"
