@@ -125,16 +125,71 @@ int32_t kytSetUser(const char *uid);
 int32_t kytGetUser(char *buffer);
 
 /* ---- Command entry ----
- * kytcal and the batch command set. */
+ * kytcal and the batch command set (docs/commands.md describes every verb).
+ *
+ * Runs one batch command line ("USER /CREATE UID=OP1 NAME=\"Operator 1\"", "SEND /HOLD
+ * CMDID=12", "HELP") and wakes the station's monitor.
+ *   cmdlen    the length of the line in cmd (the line ends there or at an earlier NUL);
+ *             the buffer is only read, never written
+ *   severity  out (may be NULL): 'I', 'W' or 'E' of the command's message, '?' when none
+ *   msg       out: the message text, cut to *msglen - 1 characters and terminated (the
+ *             message holds at most 200 characters, so 201 bytes always suffice); nothing
+ *             is written when msg or msglen is NULL or *msglen < 1
+ *   msglen    in: the size of msg; out: the length of the whole message text
+ *   cn        out (may be NULL): the number of the command row the line made or changed,
+ *             0 when none
+ * The message is the command's own, else "Command executed: LINE" or "Command failed
+ * (rc = N): LINE", in the calling user's language (see kytSetUser).
+ * Returns 0 done; 2 unknown verb; 3 keyword not allowed; 4 keyword given twice; 5 too many
+ * positional parameters; 6 too few; the verb's own codes (8 a required keyword missing,
+ * 9 unknown action, 12 not found, 13 unknown station, 14 command of another type or state,
+ * 16 value not acceptable, 17 file cannot be read, 19 exists already, and the codes of the
+ * services SETPARM, LISTPARM and MODST hand on); 99 a grammar failure or the database
+ * failed; -5 cmdlen < 0, or cmd NULL with cmdlen > 0. */
 int32_t kytcal(int32_t cmdlen, const char *cmd, char *severity, char *msg, int32_t *msglen,
                int32_t *cn);
 
 /* ---- Station and routing table import ----
- * rpdist, rpditr. */
+ * rpdist, rpditr.
+ *
+ * Files: text, one record a line of at most 2048 bytes (CR LF or LF). A record is a table
+ * name and KEYWORD=VALUE pairs separated by blanks or tabs; the keywords are the table's
+ * column names. Outside quotes a "*" starts a comment to the end of the line and letters
+ * are taken in upper case; a value in "..." or '...' keeps its case, blanks and "*".
+ * Station table records: ST, OP, NK, TC, XP, LU, AC, RT and LX (LX SID=S NAME=VALUE ...,
+ * 1 to 99 pairs of the station's own parameters); routing table records: TR. Each record
+ * writes one row (LX one a pair): inserted, or, when its key is there, updated to the
+ * values of the record (keywords not given: empty text, 0). Numbers are decimal.
+ * Station ids (SID, SIDDEST, SIDNEIGHB, SIDORG; ST's NETID) are 1 to 16 (NETID 25)
+ * characters out of A-Z, a-z, 0-9 and _-.$#@; the routing table also allows "*".
+ * A path naming a directory imports its regular files one after the other, in byte order
+ * of their names. Station tables are checked first: two OP records with the same ODETTEID
+ * or the same SID stop the import before anything is written. Otherwise the first failing
+ * record stops it; the rows of the records before it stay.
+ *
+ * Both return 0, or the first failure: 2 unknown record type; 3 keyword the record does
+ * not have; 4 keyword given twice; 5, 6 too many / too few LX pairs; 8 an OP record's SID
+ * again; 9 an OP record's ODETTEID again; 12 a mandatory value missing (the key columns,
+ * OP's ODETTEID, ST's NETID); 16 a text that is not a number, an LX pair that is not
+ * NAME=VALUE; 17 a value too long for its column (or a number out of its range, or a line
+ * longer than 2048 bytes); 18 a station id too long or with other characters; 99 the path
+ * cannot be read (or a syntax error in a record, a binary file); any other value: the
+ * status of the failed insert or update (see rpdsql).
+ *
+ * Messages for the operator ("Could not open input file \"PATH\"", "inconsistent line in
+ * station table: LINE", the failing record's own message, "line N of \"FILE\" not imported
+ * (rc = C): LINE", "N records of \"FILE\" imported") are handed one at a time to `out`,
+ * each ending with a line break; the text belongs to the library and is valid during the
+ * call only. out may be NULL: the messages are then dropped. Nothing is allocated for the
+ * caller. */
 
-/* A receiver of operator messages: one line of text a call. */
+/* A receiver of operator messages: one message (one or more lines) a call. */
 typedef void (*kyt_msg_out)(const char *text);
+/* Imports the station table file (or directory of files) `path` into the station database
+ * (opened on first use). Returns 0 or the code above. */
 int32_t rpdist(const char *path, kyt_msg_out out);
+/* Imports the routing table file (or directory of files) `path` (TR records). Returns 0 or
+ * the code above. */
 int32_t rpditr(const char *path, kyt_msg_out out);
 
 /* ---- Monitor: log-writer channel, notifications, database log ----
@@ -317,10 +372,187 @@ int32_t kytWakeMonitor(void);
  * kytCreateSendEntry and its siblings. */
 
 /* ---- Resident receive entries ----
- * kytResidentReceiveEntry and its siblings. */
+ * kytResidentReceiveEntry and its siblings.
+ *
+ * A resident receive entry tells the station what to do with the files that arrive from one
+ * partner station under one virtual dataset name: where to store them, whether to replace a
+ * file there, which job to start, which code conversion to apply. Each entry is a row of RE
+ * with a command row in KT (CMDTYPE "RE"); it is active while that command row has STATUS
+ * "pn". Deleting an entry marks its command row done (STATUS "dn", DELETEDBY "U", XIDDELETED
+ * the calling user, DTDONE now) and keeps the RE row; replacing one creates a new entry with a
+ * new command number and marks the old one done, in one transaction.
+ *
+ * The calling user (see "The calling user" above: kytSetUser, else KYT_USER, else "SYSTEM")
+ * must have a row in the user table BT with privilege (PRIVUSR) "A" or "O" to create, replace
+ * or delete entries; it becomes the entry's creator. Reading the list needs no privilege.
+ *
+ * Every text member is zero-terminated within its array; the arrays are larger than the
+ * values they may hold so that an over-long value is seen and refused (-5) rather than cut. */
+typedef struct kyt_re_record {
+  int32_t cn;             /* command number; written back on creation and replacement */
+  char uidlocal[21];      /* local user: always "*" (the entry is for every local user) */
+  char vdsn[32];          /* virtual dataset name, 1 to 26 characters, upper-cased */
+  char uidsender[21];     /* sending user: always "*" */
+  char sidsender[32];     /* sending station, 1 to 16 characters, upper-cased; must exist
+                             in the station table ST (but for deletion) */
+  char dsnlocal[256];     /* local file to store into, at most 254 characters; "" or blanks:
+                             none (the station's default place) */
+  char replace[2];        /* "I", "N" or "R" (case ignored); anything else is stored as "N" */
+  char disp[2];           /* "D" or "K" (case ignored); anything else is stored as "K" */
+  int16_t flagtstamp;     /* time stamp flag, stored as given */
+  char printdef[2];       /* print definition: always stored empty */
+  char batchjob[256];     /* job started on receipt, at most 254 characters; the file must
+                             exist; "" or blanks: none */
+  char uidcreator[21];    /* creator: always the calling user */
+  char acctrecvr[32];     /* receiver's account, at most 20 characters; "" or blanks: the
+                             calling user's UID */
+  char commentre[64];     /* comment, at most 50 characters; "" or blanks: none */
+  char vftyp[2];          /* file type letter, stored as given (first character) */
+  char codetrans[2];      /* code translation letter, stored as given (first character) */
+  char codetable[256];    /* code table file, at most 254 characters; the file must exist;
+                             "" or blanks: none */
+  char dtlastused[20];    /* "YYYY/MM/DD HH:MM:SS": set to the time of creation */
+  int16_t flagcomp;       /* compression flag, stored as given */
+  int16_t flagcryp;       /* encryption flag, stored as given */
+} kyt_re_record;
+
+/* Actions of kytResidentReceiveEntry. */
+#define KYT_RE_REPLACE 1
+#define KYT_RE_DELETE 2
+#define KYT_RE_CREATE 3
+
+/* Creates (action 3), replaces (1) or deletes (2) the resident receive entry of
+ * record->vdsn and record->sidsender; `unused` is ignored. For deletion only those two
+ * members are read. The checks, in this order (the first failing one answers):
+ *   99  an unknown action;  -5  record is NULL;
+ *   99  the time or the calling user (no BT row) could not be had;
+ *   18  the calling user has neither privilege "A" nor "O" (no other row is read first);
+ *   -5  VDSN or SIDSENDER empty, longer than 26 / 16 characters or not
+ *       terminated within its member;
+ *   13  the sending station is not in ST (create, replace);
+ *   -7  reading the entries or command rows failed;
+ *   14  no active entry for VDSN and SIDSENDER (replace, delete);
+ *   19  an active entry for VDSN and SIDSENDER exists already (create);
+ *   -5  DSNLOCAL, BATCHJOB or CODETABLE longer than 254 characters, ACCTRECVR longer than
+ *       20, COMMENTRE longer than 50, or one of them not terminated within its member;
+ *   16  DSNLOCAL is not a valid path (a control character, one of < > " | ? *, or ending in
+ *       a path separator);
+ *   17  the BATCHJOB or CODETABLE file does not exist; 99 it is not a valid path;
+ *   99  no command number is left;
+ *   -7  the command row of a deleted or replaced entry could not be marked done;
+ *   else the status of the failing insert (the transaction is rolled back).
+ * On success (0) record->cn holds the new entry's command number (create, replace), the
+ * station log has "RE /CREATE CMDID=n" and/or "RE /DELETE CMDID=n" (message CMD_EXECUTED) and
+ * this process's list of entries is loaded again. */
+int32_t kytResidentReceiveEntry(int32_t action, kyt_re_record *record, void *unused);
+
+/* Creates an entry as kytResidentReceiveEntry with action 3 and writes its command number
+ * to *cn (0 on failure). Returns its codes; -5 also for a NULL cn. */
+int32_t kytCreateRECmd(int32_t *cn, kyt_re_record *record);
+
+/* Walks the active entries in ascending command number. With previous 0, or when this
+ * process has no list yet, the list is read from the database first (the list is kept per
+ * process and read again after every change this process makes). Writes the first active
+ * entry's number greater than `previous` to *cn and returns 0; -1 when there is none; 99
+ * when the list could not be read; -5 for a NULL cn. */
+int32_t kytGetNextRE(int32_t previous, int32_t *cn);
+
+/* Copies the active entry with command number cn into *record (the list is read first when
+ * this process has none). Returns 0; 14 when no active entry has that number; 99 when the
+ * list could not be read; -5 for a NULL record. */
+int32_t kytGetRE(int32_t cn, kyt_re_record *record);
 
 /* ---- User info and parameters ----
- * kytGetParm, kytUserInfoSet and their siblings. */
+ * kytGetParm, kytUserInfoSet and their siblings.
+ *
+ * Codes of the table reads below: -1 no (further) row, -2 the database could not be closed,
+ * -3 it could not be found or opened, 99 any other failure (traced). */
+
+/* A station parameter, a row of PT. */
+typedef struct kyt_parm {
+  char NAME[20]; /* upper case, at most 19 characters */
+  int16_t TYPE;  /* 1 text, 4 32-bit integer, 8 16-bit integer: how the station reads VAL */
+  int32_t LEN;   /* the parameter's length: texts written by the station are cut to LEN - 1 */
+  char VAL[40];  /* the value as text, at most 39 characters */
+} kyt_parm;
+
+/* Parameter calls. They read and write PT directly (no parameter cache of the process, no
+ * special names such as KYTMODE). A name is case-insensitive; NULL or 20 characters and more
+ * give -5 and nothing is read. A NULL record gives 99. */
+
+/* Fills *out with the row `name` (NAME upper-cased, TYPE, LEN, VAL). 0, or 12 when the row
+ * does not exist or cannot be read. */
+int32_t kytGetParm(const char *name, kyt_parm *out);
+/* Writes in->VAL (as it is, cut to 39 characters; TYPE and LEN of the row stay) into the row
+ * `name` in one transaction. Then every registered monitor process (RI rows of type "M")
+ * gets bit 4 in FLGFLUSH, so that it reads the parameters again, and the monitor is woken.
+ * 0; 12 when the row does not exist or cannot be read (the monitors are left alone); 99 when
+ * the update failed. */
+int32_t kytWriteParm(const char *name, const kyt_parm *in);
+/* Fills *out with the first row whose NAME is greater than `name` ("" gives the first row).
+ * 0, -1 after the last row, or the table read codes above. */
+int32_t kytGetNextParm(const char *name, kyt_parm *out);
+
+/* Copies a setting of the environment file into buffer (at least 256 bytes; cut to 255
+ * characters): item 1 PATH, 2 DB, 3 INIT, 4 SYSTEM, 5 ARCDIR, 6 TEMP, 7 USRDAT, 8 SAMPLES,
+ * 9 SERVER, 10 PORT, 11 AP_DISPLAY_INTERVAL, 12 LANGUAGE, 13 DBLOG. 0; 12 for another item
+ * or a setting that is missing (or an environment file that cannot be read); -5 for a NULL
+ * buffer. */
+int32_t kytGetConf(int32_t item, char *buffer);
+
+/* User information: free texts of client programs, kept in table TT under a key of at most
+ * 128 characters (case kept), a value of at most 1024 characters. */
+
+/* Stores value under key (key cut to 128 characters, value to 1024), replacing the value of
+ * an existing key. *length (when length is not NULL) receives the stored value's length.
+ * 0; -5 for a NULL or empty key or a NULL value; else the table codes above. */
+int32_t kytUserInfoSet(const char *key, const char *value, int32_t *length);
+/* Copies at most *length - 1 characters of key's value, and a terminating zero, into buffer,
+ * and sets *length to the number copied; with *length below 1 nothing is copied and *length
+ * becomes 0. 0; -1 when the key does not exist; -5 for NULL arguments. */
+int32_t kytUserInfoGet(const char *key, char *buffer, int32_t *length);
+/* The row after `key` in key order ("" gives the first): its key is copied into key (at most
+ * *keylength - 1 characters and a zero; a buffer of 129 bytes takes any key) and its value into
+ * buffer (at most *length - 1 characters and a zero); both lengths are set to what was
+ * copied. 0; -1 after the last row; -5 for NULL arguments or a length below 1; else the table
+ * codes above. */
+int32_t kytUserInfoGetNext(char *key, int32_t *keylength, char *buffer, int32_t *length);
+/* Deletes key's row. 0; -1 when the key does not exist; -5 for a NULL key. */
+int32_t kytUserInfoDelete(const char *key);
+
+/* Client initialisation. */
+
+/* Reads the environment file (kytenv.dat) now, so that a client learns at its start whether
+ * its installation can be read. Trace lines always carry their time. 0, or 99 when the file
+ * cannot be read (the reason is traced). */
+int32_t kytcalInit(void);
+/* Closes the station database of this process: work not committed is rolled back, every
+ * table file is unlocked. 0, or the table codes above. */
+int32_t kytcalUninit(void);
+/* Registers this process in the process table RI (type "W", its process id, the current time)
+ * and keeps its number (KYTID) for kytcalTouchRI. A second call while registered does
+ * nothing. 0, or the table codes above. */
+int32_t kytcalMWInit(void);
+/* Removes this process's RI row. 0 (also when not registered), or the table codes above. */
+int32_t kytcalMWUninit(void);
+/* Sets DTLASTUSED of this process's RI row to now, at most once a minute (a call within a
+ * minute of the last refresh does nothing and answers 0). 0; -5 when the process is not
+ * registered (kytcalMWInit); else the table codes above. */
+int32_t kytcalTouchRI(void);
+/* As kytcalTouchRI, whatever the time since the last refresh. */
+int32_t kytcalForcedTouchRI(void);
+
+/* The last error recorded for a command (a row of FK). */
+typedef struct kyt_error_info {
+  int32_t err;          /* the error code */
+  int32_t errnum;       /* the system's error number at the time */
+  int32_t errtype;      /* the kind of error */
+  char dtcreated[20];   /* when it was recorded, "YYYY/MM/DD HH:MM:SS" */
+  char errmsg[256];     /* its description, at most 255 characters */
+} kyt_error_info;
+/* Fills *out with the last error of command number cn. 0; -1 when none is recorded; -5 for
+ * a NULL out; else the table codes above. */
+int32_t kytGetErrorInfoCn(int32_t cn, kyt_error_info *out);
 
 #ifdef __cplusplus
 }

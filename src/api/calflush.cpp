@@ -4,7 +4,6 @@
 #include <cstring>
 #include <string>
 
-#include "platform/platform.h"
 #include "runtime/runtime.h"
 #include "services/services.h"
 #include "sql/sql.h"
@@ -41,9 +40,10 @@ int32_t mark_monitors(int32_t bit) {
   return marked;
 }
 
-bool wake_monitor() {
-  const std::string name = monitor_wakeup_name();
-  return !name.empty() && platform::release_named_semaphore(name.c_str());
+int32_t flush_monitors(int32_t bits) {
+  const int32_t marked = mark_monitors(bits);
+  wake_monitor();
+  return marked < 0 ? -1 : 0;
 }
 
 }  // namespace kyt::api

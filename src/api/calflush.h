@@ -21,9 +21,9 @@ constexpr int32_t kFlushStations = 64;   // a station was deleted
 // skipped.
 int32_t mark_monitors(int32_t bit);
 
-// Releases the monitor's wake-up semaphore of this station once; false when no monitor
-// waits on it (not an error).
-bool wake_monitor();
+// mark_monitors(bits), then the monitor's wake-up (services' wake_monitor) once. Returns 0,
+// or -1 when the process list could not be read (the monitor is woken all the same).
+int32_t flush_monitors(int32_t bits);
 
 }  // namespace kyt::api
 

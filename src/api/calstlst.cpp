@@ -805,7 +805,7 @@ extern "C" int32_t kytFreeStationEntries(kyt_station* station) {
 
 extern "C" int32_t kytWakeMonitor(void) {
   return api_guard("kytWakeMonitor", []() -> int32_t {
-    wake_monitor();
+    kyt::wake_monitor();
     return 0;
   });
 }

@@ -488,10 +488,14 @@ int32_t opset(const char* arg) {
   return store(n, e, v);
 }
 
-void wake_monitor() {
+}  // namespace
+
+bool wake_monitor() {
   const std::string name = monitor_wakeup_name();
-  if (!name.empty()) platform::release_named_semaphore(name.c_str());
+  return !name.empty() && platform::release_named_semaphore(name.c_str());
 }
+
+namespace {
 
 int32_t verb_list(const std::string& n, ParmPrinter print) {
   State& s = st();

@@ -98,6 +98,9 @@ int16_t rpdprm_testmode();
 std::string monitor_wakeup_name(const std::string& db_dir);
 // The name for this process's station (DB of the environment store), or empty.
 std::string monitor_wakeup_name();
+// Releases this station's monitor wake-up semaphore once; false when no monitor waits on it
+// (no error: a station whose monitor is not running).
+bool wake_monitor();
 
 // Forgets cache, snapshot and process settings. Tests only.
 void rpdprm_reset_for_tests();

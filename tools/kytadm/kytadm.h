@@ -68,6 +68,15 @@ extern const char* const kListenHelp;
 int run_stations(const Args& args);
 extern const char* const kStationsSynopsis;
 extern const char* const kStationsHelp;
+int run_cmd(const Args& args);
+extern const char* const kCmdSynopsis;
+extern const char* const kCmdHelp;
+int run_import(const Args& args);
+extern const char* const kImportSynopsis;
+extern const char* const kImportHelp;
+int run_receives(const Args& args);
+extern const char* const kReceivesSynopsis;
+extern const char* const kReceivesHelp;
 
 }  // namespace kytadm
 

@@ -69,6 +69,9 @@ const Subcommand kSubcommands[] = {
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
     {"listen", kListenSynopsis, kListenHelp, kListenOptions, false, run_listen},
     {"stations", kStationsSynopsis, kStationsHelp, kEnvOptions, false, run_stations},
+    {"cmd", kCmdSynopsis, kCmdHelp, kEnvOptions, true, run_cmd},
+    {"import", kImportSynopsis, kImportHelp, kEnvOptions, false, run_import},
+    {"receives", kReceivesSynopsis, kReceivesHelp, kEnvOptions, false, run_receives},
 };
 
 void usage(std::FILE* out) {
