@@ -142,6 +142,16 @@ int32_t rpditr(const char *path, kyt_msg_out out);
 
 /* ---- Monitor: stop requests, unique processes, transmitter ----
  * rpxunq, the stop events, the transmitter's pipe. */
+
+/* Unique-process semaphores: a station process (process "KYTMON", "KYTXMT", "KYTLGW"; only
+ * the first 6 characters count) holds its semaphore while it lives; the system drops it when
+ * the process ends, however it ends. The semaphore's name is formed from the DB directory of
+ * the environment, so installations do not meet. action:
+ *   1 take     0 taken (held until released or the process ends); 4 held already (another
+ *              process, or an earlier take of this one, has it); 99 failure
+ *   2 release  0 (also when the name is not held); 99 when this process never took one
+ *   3 test     0 nobody holds it (nothing is left behind); 4 it is held: that process runs
+ * any other action: 8. A null process answers 99. Nothing is allocated for the caller. */
 int32_t rpxunq(int32_t action, const char *process);
 
 /* ---- Database administration ----

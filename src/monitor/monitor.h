@@ -7,5 +7,6 @@
 #define KYT_MONITOR_MONITOR_H
 
 #include "kyt/kyt.h"
+#include "monitor/rpxunq.h"
 
 #endif  // KYT_MONITOR_MONITOR_H
