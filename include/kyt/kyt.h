@@ -154,6 +154,44 @@ int32_t rpditr(const char *path, kyt_msg_out out);
  * any other action: 8. A null process answers 99. Nothing is allocated for the caller. */
 int32_t rpxunq(int32_t action, const char *process);
 
+/* Stop requests: named manual-reset events that tell the station's long-running processes to
+ * stop. They are formed from the DB directory of the environment, so installations do not
+ * meet; a set event stays set, for every process that polls it, until one resets it.
+ * who (bits): KYT_STOP_XMT the transmitter (a stop and an end event), KYT_STOP_LGW the log
+ * writer, KYT_STOP_MON the monitor, KYT_STOP_COM communication control (deactivate, activate,
+ * receive-activate). priority (bits) chooses among one process's events: transmitter 2 stop,
+ * 1 end; communication 1 deactivate, 2 activate, 4 receive-activate; the log writer's and the
+ * monitor's single events are chosen whatever the priority.
+ * Codes: 0 done (for the checks: no request); a check that finds an event set answers 97
+ * (transmitter stop), 98 (transmitter end, log writer or monitor stop), 80 / 81 / 82
+ * (deactivate / activate / receive-activate communication), the events polled in this order:
+ * transmitter stop, transmitter end, log writer, monitor, deactivate, activate,
+ * receive-activate. 99: DB cannot be read or an event name would be 255 characters or more.
+ * Any other code is the system's error number plus a base telling the failed step (open
+ * 2500000 / 3000000 / 12300000 / 17500000; set 6400000 / 3400000 / 12400000 / 17600000 /
+ * 18200000 / 18300000 / 18900000; poll 2600000 / 14600000 / 17700000 / 18400000 / 18500000 /
+ * 19000000; reset 11200000 to 11800000 by event). Nothing is allocated for the caller. */
+#define KYT_STOP_MON 1
+#define KYT_STOP_LGW 2
+#define KYT_STOP_XMT 8
+#define KYT_STOP_COM 16
+/* Opens (or creates, not set) the events of the selected processes not yet open. */
+int32_t InitStopRequest(int32_t who);
+/* Sets the selected, open events that the priority chooses. */
+int32_t SetStopRequest(int32_t who, int32_t priority);
+/* Polls every open event of the selected processes without waiting; when none is set, sleeps
+ * 10 ms and polls again while budget_ms, lowered by 10 a round, stays at 0 or above (budget
+ * 25: three polls; below 10: one). */
+int32_t CheckStopRequest(int32_t who, int32_t budget_ms);
+/* The same, restricted to the events that the priority chooses. */
+int32_t CheckCertainStopRequest(int32_t who, int32_t priority, int32_t budget_ms);
+/* Clears every open event of the selected processes. */
+int32_t ResetStopRequest(int32_t who);
+/* Closes the transmitter's, the log writer's and the monitor's events (the communication
+ * events stay open as long as the process). StopKyt does the same. Both answer 0. */
+int32_t DeInitStopRequest(void);
+int32_t StopKyt(void);
+
 /* ---- Database administration ----
  * kytInitDB, kytWriteDB, the dumps, kytDeleteDB. */
 
