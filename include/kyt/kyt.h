@@ -192,6 +192,39 @@ int32_t ResetStopRequest(int32_t who);
 int32_t DeInitStopRequest(void);
 int32_t StopKyt(void);
 
+/* Transmitter control. The transmitter is a station process of its own; whether it runs is
+ * told by its unique-process semaphore (rpxunq 3 on "KYTXMT" answers 4). It reads
+ * one-character commands from a pipe named after the DB directory, and holds a readiness
+ * event while it reads. Messages go to the station log: XMT_ACTIVE, XMT_START, XMT_STOPPED,
+ * PARM_UNAVAILABLE, FUNCTION_FAILED. Nothing is allocated for the caller. */
+/* Sends the character c: 0 written; 99 the pipe name cannot be formed (DB missing, 255
+ * characters or more), the pipe cannot be opened, the transmitter is not listening (nothing
+ * is written then) or the write failed. */
+int32_t xmt_send(char c);
+/* Starts the transmitter, the program of DSN_PGM completed with "kytxmt", with the command
+ * line "PROGRAM /eKYTENV " and " /t" in test mode, as a process of its own (a new console
+ * titled "kyt MasterTransmitter" on Windows). 0 started; 99 the parameter KYTENV or TESTMODE
+ * is not available (PARM_UNAVAILABLE) or DSN_PGM cannot be had (FUNCTION_FAILED); otherwise
+ * the system's error number of the failed start. */
+int32_t xmt_spawn(void);
+/* Starts the transmitter unless it runs: 4 it runs (XMT_ACTIVE); 0 started (XMT_START),
+ * having waited up to 10 seconds for it to run; 99 the start failed. Allows commands again
+ * after xmt_stop. */
+int32_t xmt_start(void);
+/* The command entries: each answers 8 after xmt_stop of this process (until xmt_start);
+ * when the transmitter runs it is sent "a" (xmt_activate: take up the work queued for
+ * sending), "p" (xmt_poll: call the partners that are due), "n" (xmt_newwork: send entries
+ * were added) or "j" (xmt_jobdone: a job it started has ended), answering as xmt_send; when
+ * it does not run it is started instead, answering as xmt_start. */
+int32_t xmt_activate(void);
+int32_t xmt_poll(void);
+int32_t xmt_newwork(void);
+int32_t xmt_jobdone(void);
+/* Stops the transmitter: sends "s" when it runs and answers as xmt_send; a transmitter that
+ * does not run is looked for again 10 seconds later, 6 times in all, then 12. After a stop
+ * sent successfully, this call and the command entries answer 8 (XMT_STOPPED). */
+int32_t xmt_stop(void);
+
 /* ---- Database administration ----
  * kytInitDB, kytWriteDB, the dumps, kytDeleteDB. */
 

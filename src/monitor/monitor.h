@@ -7,6 +7,7 @@
 #define KYT_MONITOR_MONITOR_H
 
 #include "kyt/kyt.h"
+#include "monitor/rpmxmt.h"
 #include "monitor/rpwsrf.h"
 #include "monitor/rpxunq.h"
 

@@ -13,6 +13,7 @@ namespace kyt::test {
 void forget_monitor_state() {
   rpxunq_reset_for_tests();
   rpwsrf_reset_for_tests();
+  rpmxmt_reset_for_tests();
   lpdsn_reset_for_tests();
   rpdprm_reset_for_tests();
 }
