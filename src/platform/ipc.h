@@ -142,6 +142,9 @@ int32_t spawn_detached(const std::string& program, const std::string& command_li
 // to be waited for with wait_process. False on failure.
 bool kill_process(intptr_t process);
 
+// Ends the process with the id `pid` at once (SIGKILL, TerminateProcess). False on failure.
+bool kill_process_id(uint32_t pid);
+
 // Sleeps `ms` milliseconds.
 void sleep_ms(int ms);
 

@@ -385,6 +385,10 @@ bool kill_process(intptr_t process) {
   return process > 0 && ::kill(static_cast<pid_t>(process), SIGKILL) == 0;
 }
 
+bool kill_process_id(uint32_t pid) {
+  return pid > 0 && ::kill(static_cast<pid_t>(pid), SIGKILL) == 0;
+}
+
 void sleep_ms(int ms) {
   if (ms <= 0) return;
   struct timespec t = {ms / 1000, (ms % 1000) * 1000000L};

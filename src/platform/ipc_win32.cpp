@@ -282,6 +282,14 @@ bool kill_process(intptr_t process) {
   return process != 0 && process != -1 && TerminateProcess(as_handle(process), 1) != 0;
 }
 
+bool kill_process_id(uint32_t pid) {
+  HANDLE h = OpenProcess(PROCESS_TERMINATE, FALSE, static_cast<DWORD>(pid));
+  if (h == nullptr) return false;
+  const BOOL ok = TerminateProcess(h, 1);
+  CloseHandle(h);
+  return ok != 0;
+}
+
 void sleep_ms(int ms) {
   if (ms > 0) Sleep(static_cast<DWORD>(ms));
 }

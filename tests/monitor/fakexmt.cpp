@@ -5,7 +5,7 @@
 // Reads the environment file, takes the semaphore KYTXMT (ends with 4 when another holds
 // it), makes the pipe and, unless the environment names FAKEXMT_NOREADY, the readiness
 // event, and records its command line in TEMP/xmt.args and each character read in
-// TEMP/xmt.rec (appended, one write a character). Ends on "s" (exit 0), on a stop or end
+// TEMP/xmt.rec (appended, one write a character), and its process id in TEMP/xmt.pid. Ends on "s" (exit 0), on a stop or end
 // request of its stop events (recording "S" or "E"), or after two minutes.
 #include <cstdio>
 #include <string>
@@ -47,6 +47,7 @@ int main(int argc, char** argv) {
   platform::NamedEvent ready;
   if (lpdsn_get("FAKEXMT_NOREADY", &no_ready) != 0 && !ready.create(ready_name.c_str())) return 6;
   if (InitStopRequest(KYT_STOP_XMT) != 0) return 7;
+  append(temp + platform::path_separator() + "xmt.pid", std::to_string(platform::process_id()) + "\n");
   append(temp + platform::path_separator() + "xmt.args", args + "\n");
   int code = 1;
   for (int round = 0; round < 1200; ++round) {  // 100 ms a round

@@ -112,6 +112,25 @@ TEST_F(Transmitter, StartCommandsAndStop) {
   EXPECT_EQ(record(), "apnjsns");
 }
 
+TEST_F(Transmitter, KilledAndStartedAgain) {
+  EXPECT_EQ(xmt_start(), 0);
+  ASSERT_TRUE(wait_ready(1));
+  EXPECT_EQ(xmt_activate(), 0);
+  // Killed with the pipe open here: the next send fails (no signal ends this process), and
+  // the transmitter no longer counts as running.
+  const uint32_t pid = static_cast<uint32_t>(std::stoul(read_file(env_.dir().file("xmt.pid"))));
+  ASSERT_TRUE(platform::kill_process_id(pid));
+  ASSERT_TRUE(wait_until_stopped());
+  EXPECT_EQ(xmt_send('n'), 99);
+  // A command entry starts it again, and the next one reaches the new process.
+  EXPECT_EQ(xmt_poll(), 0);
+  ASSERT_TRUE(wait_ready(2));
+  EXPECT_EQ(xmt_poll(), 0);
+  EXPECT_EQ(xmt_stop(), 0);
+  ASSERT_TRUE(wait_until_stopped());
+  EXPECT_EQ(record(), "aps");
+}
+
 TEST_F(Transmitter, NotListeningGetsNothing) {
   write_file(env_.envfile(), read_file(env_.envfile()) + "FAKEXMT_NOREADY=1\n");
   EXPECT_EQ(xmt_start(), 0);
