@@ -123,11 +123,12 @@ class PipeServer {
  private:
   static constexpr intptr_t kNone = -1;
   intptr_t handle_ = kNone;
-  std::string path_;
-  bool connected_ = false;
-  void* overlap_ = nullptr;  // Windows: the pending connect or read
-  bool pending_ = false;
-  unsigned char byte_ = 0;
+  [[maybe_unused]] std::string path_;  // POSIX: the FIFO, removed on close
+  // Windows: whether a writer is connected, the pending connect or read and its byte.
+  [[maybe_unused]] bool connected_ = false;
+  [[maybe_unused]] void* overlap_ = nullptr;
+  [[maybe_unused]] bool pending_ = false;
+  [[maybe_unused]] unsigned char byte_ = 0;
 };
 
 // Starts `program` as a process of its own that outlives the caller and is never waited for:
