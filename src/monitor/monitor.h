@@ -13,5 +13,8 @@
 #include "monitor/lgwread.h"
 #include "monitor/rpwcl.h"
 #include "monitor/rpxlog.h"
+#include "monitor/rpmxmt.h"
+#include "monitor/rpwsrf.h"
+#include "monitor/rpxunq.h"
 
 #endif  // KYT_MONITOR_MONITOR_H

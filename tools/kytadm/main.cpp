@@ -13,6 +13,7 @@ namespace {
 constexpr Option kEnvOptions[] = {{"-e", "FILE"}};
 constexpr Option kListenOptions[] = {{"-e", "FILE"}, {"-n", "COUNT"}};
 constexpr Option kSqlOptions[] = {{"-e", "FILE"}, {"--create", nullptr}};
+constexpr Option kStopOptions[] = {{"-e", "FILE"}, {"--end", nullptr}};
 
 const Subcommand kSubcommands[] = {
     {"env", "env [-e FILE]",
@@ -72,6 +73,8 @@ const Subcommand kSubcommands[] = {
     {"cmd", kCmdSynopsis, kCmdHelp, kEnvOptions, true, run_cmd},
     {"import", kImportSynopsis, kImportHelp, kEnvOptions, false, run_import},
     {"receives", kReceivesSynopsis, kReceivesHelp, kEnvOptions, false, run_receives},
+    {"status", kStatusSynopsis, kStatusHelp, kEnvOptions, false, run_status},
+    {"stop", kStopSynopsis, kStopHelp, kStopOptions, false, run_stop},
 };
 
 void usage(std::FILE* out) {
