@@ -125,7 +125,27 @@ int32_t kytSetUser(const char *uid);
 int32_t kytGetUser(char *buffer);
 
 /* ---- Command entry ----
- * kytcal and the batch command set. */
+ * kytcal and the batch command set (docs/commands.md describes every verb).
+ *
+ * Runs one batch command line ("USER /CREATE UID=OP1 NAME=\"Operator 1\"", "SEND /HOLD
+ * CMDID=12", "HELP") and wakes the station's monitor.
+ *   cmdlen    the length of the line in cmd (the line ends there or at an earlier NUL);
+ *             the buffer is only read, never written
+ *   severity  out (may be NULL): 'I', 'W' or 'E' of the command's message, '?' when none
+ *   msg       out: the message text, cut to *msglen - 1 characters and terminated (the
+ *             message holds at most 200 characters, so 201 bytes always suffice); nothing
+ *             is written when msg or msglen is NULL or *msglen < 1
+ *   msglen    in: the size of msg; out: the length of the whole message text
+ *   cn        out (may be NULL): the number of the command row the line made or changed,
+ *             0 when none
+ * The message is the command's own, else "Command executed: LINE" or "Command failed
+ * (rc = N): LINE", in the calling user's language (see kytSetUser).
+ * Returns 0 done; 2 unknown verb; 3 keyword not allowed; 4 keyword given twice; 5 too many
+ * positional parameters; 6 too few; the verb's own codes (8 a required keyword missing,
+ * 9 unknown action, 12 not found, 13 unknown station, 14 command of another type or state,
+ * 16 value not acceptable, 17 file cannot be read, 19 exists already, and the codes of the
+ * services SETPARM, LISTPARM and MODST hand on); 99 a grammar failure or the database
+ * failed; -5 cmdlen < 0, or cmd NULL with cmdlen > 0. */
 int32_t kytcal(int32_t cmdlen, const char *cmd, char *severity, char *msg, int32_t *msglen,
                int32_t *cn);
 

@@ -62,6 +62,9 @@ int run_sql(const Args& args);
 int run_params(const Args& args);
 extern const char* const kParamsSynopsis;
 extern const char* const kParamsHelp;
+int run_cmd(const Args& args);
+extern const char* const kCmdSynopsis;
+extern const char* const kCmdHelp;
 
 }  // namespace kytadm
 

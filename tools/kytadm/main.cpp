@@ -66,6 +66,7 @@ const Subcommand kSubcommands[] = {
      "rolled back; 2 wrong arguments or an environment file that cannot be read.\n",
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
+    {"cmd", kCmdSynopsis, kCmdHelp, kEnvOptions, true, run_cmd},
 };
 
 void usage(std::FILE* out) {
