@@ -65,6 +65,10 @@ extern const char* const kParamsHelp;
 int run_cmd(const Args& args);
 extern const char* const kCmdSynopsis;
 extern const char* const kCmdHelp;
+int run_sends(const Args& args);
+extern const char* const kSendsSynopsis;
+extern const char* const kSendsHelp;
+extern const Option kSendsOptions[2];
 
 }  // namespace kytadm
 

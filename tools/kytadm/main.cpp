@@ -67,6 +67,7 @@ const Subcommand kSubcommands[] = {
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
     {"cmd", kCmdSynopsis, kCmdHelp, kEnvOptions, true, run_cmd},
+    {"sends", kSendsSynopsis, kSendsHelp, kSendsOptions, false, run_sends},
 };
 
 void usage(std::FILE* out) {
