@@ -450,7 +450,189 @@ int32_t kytFreeStationEntries(kyt_station *station);
 int32_t kytWakeMonitor(void);
 
 /* ---- Send entries ----
- * kytCreateSendEntry and its siblings. */
+ * kytCreateSendEntry and its siblings.
+ *
+ * A send entry asks the station to send one local file to one or more partners. The creation
+ * calls compose a SEND /CREATE command line from their arguments and run it through kytcal;
+ * the command writes the rows (KT command row of type SE, SE, VD, one ET row a destination)
+ * and hands back the new command number. docs/api/send.md shows them at work.
+ *
+ * Texts: NULL or "" means "not given". Every text goes into the command line, so a value that
+ * could change the line is refused with -5 before any command runs: a double quote, a byte
+ * below 0x20, 0x7F or 0xFF in any field; also a single quote in INITTIME (written in single
+ * quotes); and in the fields written without quotes (all but DSN, DSNNEW, EFCHECK, OIDORIG,
+ * OIDDEST, INITTIME) a blank, "=", "(", ")" or a single quote. The command itself refuses
+ * values it cannot store (too long, not of their kind) with its own codes and message; see
+ * docs/commands/SEND.md.
+ *
+ * Message buffer: when not NULL, at least KYT_SEND_MSG_SIZE bytes; it receives the message
+ * text of the command (or of the call's own refusal), zero-terminated. */
+#define KYT_SEND_MSG_SIZE 201
+
+/* A send request: the arguments of one creation, in this order. */
+typedef struct kytSendEntryRequest {
+  const char *dsn;          /* DSN: local file to send; required */
+  const char *disp;         /* DISP: K keep or D delete the file after sending */
+  const char *format;       /* FORMAT: F fixed, V variable, U unstructured, T text */
+  const char *codein;       /* CODEIN: character code of the local file (1-4 letters/digits) */
+  const char *inittime;     /* INITTIME: earliest start, "YYYY/MM/DD hh:mm:ss" */
+  const char *serial;       /* SERIAL: Y or N, serial processing */
+  const char *label;        /* LABEL: user label, up to 20 characters */
+  const char *vftyp;        /* VFTYP: F fixed or V variable records */
+  int32_t maxrecl;          /* MAXRECL: maximum record length; 0 or -1: not given */
+  const char *tstamp;       /* TSTAMP: Y or N */
+  const char *compression;  /* COMPRESSION: Y or N */
+  const char *encryption;   /* ENCRYPTION: Y or N */
+  const char *sid;          /* SID: destination station id, 1-16 characters */
+  const char *dsnnew;       /* DSNNEW: virtual dataset name at the partner, up to 26 */
+  const char *codeout;      /* CODEOUT: character code at the partner */
+  const char *uid;          /* acting user (up to 20 characters): kept for later calls of
+                               this process; not written into the line */
+  const char *codetable;    /* CODETABLE: code table name */
+  char *msg;                /* out: message buffer, KYT_SEND_MSG_SIZE bytes, or NULL */
+  const char *sidorig;      /* SIDORIG: originating station id */
+  const char *efcheck;      /* EFCHECK: Y or N, wait for the end-to-end response */
+  const char *oidorig;      /* OIDORIG: originator's ODETTE id */
+  const char *oiddest;      /* OIDDEST: destination's ODETTE id (instead of or with SID) */
+} kytSendEntryRequest;
+
+/* Creates one send entry from a request. Returns 0; 99 without DSN ("kytCreateSendEntry:
+ * invalid dsn.") or without SID and OIDDEST ("kytCreateSendEntry: invalid sid.") or when
+ * memory ran out; -5 for a NULL request, an acting user longer than 20 characters or a value
+ * that could change the command line (nothing runs); else the code of kytcal (the SEND
+ * command's codes 8 to 14 and 99, the command language's 1 to 6). */
+int32_t kytCreateSendEntryS(const kytSendEntryRequest *req);
+/* The same from single arguments; VFTYP, MAXRECL and the later fields not given. */
+int32_t kytCreateSendEntry(const char *dsn, const char *disp, const char *format,
+                           const char *codein, const char *inittime, const char *serial,
+                           const char *label, const char *tstamp, const char *sid,
+                           const char *dsnnew, const char *codeout, char *msg);
+/* With VFTYP and MAXRECL; `unused` is ignored. */
+int32_t kytCreateSendEntry2(const char *dsn, const char *disp, const char *format,
+                            const char *codein, const char *inittime, const char *serial,
+                            const char *label, const char *vftyp, int32_t maxrecl,
+                            const char *tstamp, const char *sid, const char *dsnnew,
+                            const char *codeout, char *msg, void *unused);
+/* With VFTYP, MAXRECL and the originating station SIDORIG; `unused` is ignored. */
+int32_t kytCreateSendEntryWithOrig(const char *dsn, const char *disp, const char *format,
+                                   const char *codein, const char *inittime, const char *serial,
+                                   const char *label, const char *vftyp, int32_t maxrecl,
+                                   const char *tstamp, const char *sid, const char *sidorig,
+                                   const char *dsnnew, const char *codeout, char *msg,
+                                   void *unused);
+/* The Cmd variants take the arguments of their siblings (without `unused`) and return the
+ * command number of the new entry, or -4 for every failure (the message buffer tells why). */
+int32_t kytCreateSendEntryCmd(const char *dsn, const char *disp, const char *format,
+                              const char *codein, const char *inittime, const char *serial,
+                              const char *label, const char *tstamp, const char *sid,
+                              const char *dsnnew, const char *codeout, char *msg);
+int32_t kytCreateSendEntryCmd2(const char *dsn, const char *disp, const char *format,
+                               const char *codein, const char *inittime, const char *serial,
+                               const char *label, const char *vftyp, int32_t maxrecl,
+                               const char *tstamp, const char *sid, const char *dsnnew,
+                               const char *codeout, char *msg);
+int32_t kytCreateSendEntryCmdWithOrig(const char *dsn, const char *disp, const char *format,
+                                      const char *codein, const char *inittime,
+                                      const char *serial, const char *label, const char *vftyp,
+                                      int32_t maxrecl, const char *tstamp, const char *sid,
+                                      const char *sidorig, const char *dsnnew,
+                                      const char *codeout, char *msg);
+int32_t kytCreateSendEntryCmdS(const kytSendEntryRequest *req);
+
+/* Holds (action 1), releases (2) or deletes (3) the send entry with command number cn
+ * through "SEND /HOLD CMDID=n" and its siblings; `unused` is ignored; msg as above. Returns
+ * the code of kytcal (0; 13 no such send entry; 14 its status does not allow the action;
+ * 99 ...), 99 without a command for any other action. */
+int32_t kytSetSendEntry(int32_t cn, int32_t action, void *unused, char *msg);
+
+/* Sets the sender filter of the next list load: only entries whose sender UID equals uid
+ * (exactly). NULL clears it. Returns 0, or -5 for a uid of more than 20 characters (the
+ * filter stays as it was). */
+int32_t SetUIDSEList(const char *uid);
+
+/* One send entry as the list calls hand it out. Texts are zero-terminated; date-times are
+ * "YYYY/MM/DD hh:mm:ss" or "" when not set. Rows that do not exist leave their part zero
+ * (has_... 0). */
+typedef struct kytSendEntry {
+  int32_t cn;               /* command number of the entry (SE.CN = KT.CN) */
+  /* SE: the sender */
+  char uidsender[21];
+  char sidsender[17];
+  char seusrlabel[21];
+  /* ET: the first destination (in the order written); cntdest counts all */
+  int32_t cntdest;
+  int32_t cnse, cnsk, cnie, cniz;
+  char sidneighb[17];
+  char siddest[17];
+  char vdsn[27];
+  char statuset[3];
+  char code[5];
+  int16_t flagtstamp, flagcomp, flagcryp;
+  /* KT: the command row */
+  int32_t has_kt;
+  char status[3];           /* qn queued, ho held, de deleted, en ended, er failed */
+  char dtcreated[20];
+  char dtschedule[20];
+  char dtdone[20];
+  int16_t flagserial;
+  /* VD: the file description (by the entry's number, else by cnie) */
+  int32_t has_vd;
+  char recfm[2];
+  int32_t maxrecl;
+  char vftyp[2];
+  char disp[2];
+  char dsnlocal[255];
+  char vdcode[5];
+  char codetrans[2];
+  char codetable[255];
+  /* SK: the send queue row of the first destination (by cnsk) */
+  int32_t has_sk;
+  char dtbegsend[20];
+  char dtendsend[20];
+  char dtavail[20];
+  int32_t cntsendatt;
+  int64_t cntbyte;
+  int32_t cntrecord;
+  /* SS: statistics of a received-and-forwarded entry (by cnie; kytGetSendEntry only) */
+  int32_t has_ss;
+  char ss_status[3];
+  char ss_dtcreat[20];
+  char ss_dtend[20];
+  int32_t ss_bytes;
+  int32_t ss_errorcode;
+} kytSendEntry;
+
+/* A send entry with its error information (kytGetNextSendErrCh). */
+typedef struct kytSendErrInfo {
+  kytSendEntry entry;
+  /* KT, read afresh */
+  char heldby[2], freedby[2], deletedby[2];
+  int16_t errorcode;
+  /* FK: last error of the command */
+  int32_t has_fk;
+  int32_t fk_err, fk_errno, fk_errtype;
+  char fk_errmsg[1025];
+  char fk_dtcreated[20];
+  /* FS: last error of the station the entry goes to (its neighbour, else its destination) */
+  int32_t has_fs;
+  char fs_sid[17];
+  int32_t fs_err, fs_errno, fs_errtype;
+  char fs_errmsg[1025];
+  char fs_dtcreated[20];
+} kytSendErrInfo;
+
+/* Walks the send entries in ascending command number. With previous 0, or when no list is
+ * loaded yet, the list is loaded from the database (with the sender filter when one is
+ * set) and kept for the following calls (creating entries does not refresh it). Writes the
+ * first number greater than previous into *cn. Returns 0; -1 none is left; -5 cn NULL;
+ * -2/-3 the database could not be closed/opened; 99 the list could not be read. */
+int32_t kytGetNextSendCmd(int32_t previous, int32_t *cn);
+/* The entry with command number cn from the loaded list (loaded first if none is), into
+ * *out, completed from VD and SS. Returns 0; -1 not in the list; -5 out NULL; as above. */
+int32_t kytGetSendEntry(int32_t cn, kytSendEntry *out);
+/* As kytGetNextSendCmd, and the entry found with its command row and its last errors
+ * (FK, FS) into *out. Returns 0, -1, -5 (cn or out NULL), -2, -3, 99. */
+int32_t kytGetNextSendErrCh(int32_t previous, int32_t *cn, kytSendErrInfo *out);
 
 /* ---- Resident receive entries ----
  * kytResidentReceiveEntry and its siblings.

@@ -93,6 +93,10 @@ extern const char* const kStatusSynopsis;
 extern const char* const kStatusHelp;
 extern const char* const kStopSynopsis;
 extern const char* const kStopHelp;
+int run_sends(const Args& args);
+extern const char* const kSendsSynopsis;
+extern const char* const kSendsHelp;
+extern const Option kSendsOptions[2];
 
 }  // namespace kytadm
 

@@ -75,6 +75,7 @@ const Subcommand kSubcommands[] = {
     {"receives", kReceivesSynopsis, kReceivesHelp, kEnvOptions, false, run_receives},
     {"status", kStatusSynopsis, kStatusHelp, kEnvOptions, false, run_status},
     {"stop", kStopSynopsis, kStopHelp, kStopOptions, false, run_stop},
+    {"sends", kSendsSynopsis, kSendsHelp, kSendsOptions, false, run_sends},
 };
 
 void usage(std::FILE* out) {
