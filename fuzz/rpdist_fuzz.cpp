@@ -35,9 +35,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (f == nullptr) return 0;
   std::fwrite(data, 1, size, f);
   std::fclose(f);
+  // The closing message of a file imported whole: "N records of "FILE" imported". A record
+  // may hold that text too, so the whole message is compared.
+  const std::string tail = " records of \"" + file + "\" imported\n";
   bool summary = false;
-  const kyt::ImportOut out = [&summary](const char* text) {
-    if (std::strstr(text, " records of \"") != nullptr) summary = true;
+  const kyt::ImportOut out = [&summary, &tail](const char* text) {
+    const size_t n = std::strlen(text);
+    if (text[0] >= '0' && text[0] <= '9' && n > tail.size() &&
+        std::strcmp(text + n - tail.size(), tail.c_str()) == 0 &&
+        std::strspn(text, "0123456789") == n - tail.size())
+      summary = true;
   };
   int32_t rc = kyt::import_stations(file.c_str(), out);
   // A file imported whole says so; a failed one never does.

@@ -360,7 +360,7 @@ TEST_F(ImportTest, DirectoryInNameOrder) {
   EXPECT_EQ(count(Tab::kST), 3);
   // A failing file stops the files after it.
   test::write_file(d + "/b.txt", "ST SID=P1 NETID=N1 STATNAME=FROMB2 BAD=1\n");
-  test::write_file(d + "/c.txt", "ST SID=P4 NETID=N4 STATNAME=FROMC\n");
+  test::write_file(d + "/d.txt", "ST SID=P4 NETID=N4 STATNAME=FROMD\n");
   EXPECT_EQ(import_stations(d.c_str(), out_), 3);
   EXPECT_EQ(getSTelemBySid("P4", &spare_st_), KYT_SQL_NOT_FOUND);
 }
