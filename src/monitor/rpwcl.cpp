@@ -1,5 +1,6 @@
 // rpwcl: the log-writer channel: opening, writing records, closing.
 #include "monitor/rpwcl.h"
+#include "monitor/rpwsrf.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -137,10 +138,12 @@ int32_t open_channel() {
     KYT_TRACE(kModule, kTopic, 9, "rpwopq : log only in db !");
     return 0;
   }
-  if (s.stop_check != nullptr) {
-    const int32_t stop = s.stop_check();
-    if (stop != 0) return stop;
-  }
+  // A process told to stop (or end) does not open a new connection: every open event of
+  // this process is polled once, without waiting.
+  const int32_t stop = s.stop_check != nullptr
+                           ? s.stop_check()
+                           : check_stop_request(KYT_STOP_MON | KYT_STOP_LGW | KYT_STOP_XMT, 0);
+  if (stop != 0) return stop;
   close_channel();  // a second open replaces the connection
 
   if (!platform::net_start()) {

@@ -50,7 +50,9 @@ constexpr int32_t kLgwHeader = 9;
 constexpr uint16_t kLgwDefaultPort = 2956;
 
 // The stop-request check rpwopq asks before connecting (0: go on; any other answer is
-// returned by rpwopq). The stop-request module installs it; without one nothing stops.
+// returned by rpwopq). By default it is CheckStopRequest over the monitor's, the log
+// writer's and the transmitter's events this process opened, polled once; tests replace it
+// (nullptr goes back to the default).
 using LgwStopCheck = int32_t (*)();
 void rpwcl_set_stop_check(LgwStopCheck check);
 

@@ -195,5 +195,18 @@ TEST(StopRequest, BetweenTwoProcesses) {
   EXPECT_EQ(DeInitStopRequest(), 0);
 }
 
+// A log writer told to stop opens no connection: rpwopq asks the stop events this process
+// opened, and only those.
+TEST(StopRequest, LogWriterChannelDoesNotOpenWhileStopped) {
+  StationEnv env;
+  ASSERT_EQ(InitStopRequest(KYT_STOP_LGW), 0);
+  ASSERT_EQ(SetStopRequest(KYT_STOP_LGW, 0), 0);
+  EXPECT_EQ(rpwopq(0, nullptr, 0, 'L'), 98);
+  ASSERT_EQ(ResetStopRequest(KYT_STOP_LGW), 0);
+  EXPECT_NE(rpwopq(0, nullptr, 0, 'L'), 98);  // tries to connect now, whatever comes of it
+  rpwclq();
+  ASSERT_EQ(DeInitStopRequest(), 0);
+}
+
 }  // namespace
 }  // namespace kyt::test
