@@ -455,7 +455,7 @@ int32_t kytWakeMonitor(void);
  * A send entry asks the station to send one local file to one or more partners. The creation
  * calls compose a SEND /CREATE command line from their arguments and run it through kytcal;
  * the command writes the rows (KT command row of type SE, SE, VD, one ET row a destination)
- * and hands back the new command number. docs/api/send.md shows them at work.
+ * and hands back the new command number. docs/api.md shows them at work.
  *
  * Texts: NULL or "" means "not given". Every text goes into the command line, so a value that
  * could change the line is refused with -5 before any command runs: a double quote, a byte
@@ -463,7 +463,7 @@ int32_t kytWakeMonitor(void);
  * quotes); and in the fields written without quotes (all but DSN, DSNNEW, EFCHECK, OIDORIG,
  * OIDDEST, INITTIME) a blank, "=", "(", ")" or a single quote. The command itself refuses
  * values it cannot store (too long, not of their kind) with its own codes and message; see
- * docs/commands/SEND.md.
+ * docs/commands.md.
  *
  * Message buffer: when not NULL, at least KYT_SEND_MSG_SIZE bytes; it receives the message
  * text of the command (or of the call's own refusal), zero-terminated. */

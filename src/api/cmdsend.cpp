@@ -9,7 +9,7 @@
 // written, then writes in one transaction: a new command number, the command row (KT, type
 // SE, status qn), the sender's row (SE), the file description (VD) and one destination row
 // (ET) a group. /HOLD, /RELEASE and /DELETE change the status and the hold, free and delete
-// marks of an existing SE command row. docs/commands/SEND.md describes keywords, rows and
+// marks of an existing SE command row. docs/commands.md describes keywords, rows and
 // codes.
 #include <algorithm>
 #include <cctype>
