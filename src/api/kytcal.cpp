@@ -42,7 +42,8 @@ int32_t kytcal_run(int32_t cmdlen, const char* cmd, char* severity, char* msg, i
   if (msg != nullptr && msglen != nullptr && *msglen > 0) msg[0] = '\0';
   *rec = cmd_msg{};
   const int32_t rc = kytcmd(line, rec.get());
-  KYT_TRACE(kModule, kTopic, rc == 0 ? 7 : 1, "kytcal kytcmd %s returns %d", line.c_str(), rc);
+  KYT_TRACE(kModule, kTopic, rc == 0 ? 7 : 1, "kytcal kytcmd %s returns %d",
+            cmd_line_masked(line).c_str(), rc);
   if (severity != nullptr && rec->severity != ' ') *severity = rec->severity;
   if (msglen != nullptr) {
     if (msg != nullptr && *msglen > 0) {

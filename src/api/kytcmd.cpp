@@ -143,16 +143,17 @@ int32_t kytcmd(std::string_view line, cmd_msg* msg) {
   msg->severity = ' ';
   set_command_number(0);
   const std::string text(line);
-  KYT_TRACE(kModule, kTopic, 7, "rpxcie called with %s", text.c_str());
+  const std::string shown = cmd_line_masked(text);  // for traces and messages
+  KYT_TRACE(kModule, kTopic, 7, "rpxcie called with %s", shown.c_str());
   const int32_t rc = rpxcie(s.set, text, msg);
   KYT_TRACE(kModule, kTopic, 7, "kytcmd (): rpxcie () returned %d / '%s'.", rc, msg->text);
   if (msg->severity == ' ') {
     if (rc == 0) {
-      const std::string_view a[] = {text};
+      const std::string_view a[] = {shown};
       msg_to_record("CMD_EXECUTED", a, caller_language(), msg);
     } else {
       const std::string code = std::to_string(rc);
-      const std::string_view a[] = {text, code};
+      const std::string_view a[] = {shown, code};
       msg_to_record("CMD_ERROR", a, caller_language(), msg);
       KYT_TRACE(kModule, kTopic, 1, "kytcmd returns %d", rc);
     }

@@ -7,6 +7,7 @@
 // closed up over its opening quote, which only ever shortens it.
 #include "runtime/cmdlang.h"
 
+#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -495,6 +496,43 @@ int32_t rpxcid(CommandSet& set, const char* syntax, cmd_handler handler) {
                 std::move(handler));
 }
 
+std::string cmd_line_masked(std::string_view line) {
+  static constexpr std::string_view kSecrets[] = {"PASSWORD", "PSWFROM", "PSWTO", "NETPSW"};
+  auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f'; };
+  std::string out;
+  out.reserve(line.size());
+  size_t i = 0;
+  while (i < line.size()) {
+    const bool token_start = i == 0 || blank(line[i - 1]) || line[i - 1] == '(';
+    bool masked = false;
+    if (token_start) {
+      for (std::string_view key : kSecrets) {
+        if (line.size() - i <= key.size() || line[i + key.size()] != '=') continue;
+        bool same = true;
+        for (size_t k = 0; k < key.size() && same; ++k) {
+          same = std::toupper(static_cast<unsigned char>(line[i + k])) == key[k];
+        }
+        if (!same) continue;
+        out.append(line.substr(i, key.size() + 1));
+        const size_t value = i + key.size() + 1;
+        size_t j = value;
+        if (j < line.size() && (line[j] == '"' || line[j] == '\'')) {
+          const size_t close = line.find(line[j], j + 1);
+          j = close == std::string_view::npos ? line.size() : close + 1;
+        } else {
+          while (j < line.size() && !blank(line[j]) && line[j] != '(' && line[j] != ')') ++j;
+        }
+        if (j > value) out += '*';
+        i = j;
+        masked = true;
+        break;
+      }
+    }
+    if (!masked) out += line[i++];
+  }
+  return out;
+}
+
 int32_t rpxcie(CommandSet& set, std::string_view line, cmd_msg* msg) {
   DepthGuard depth;
   int32_t rc;
@@ -502,7 +540,8 @@ int32_t rpxcie(CommandSet& set, std::string_view line, cmd_msg* msg) {
   std::unique_ptr<cmd_args> args;
   try {
     std::string text = scan_copy(line);
-    KYT_TRACE(kModule, kTopic, kLevel, "rpxcie (cmd '%s') entered.", text.c_str());
+    KYT_TRACE(kModule, kTopic, kLevel, "rpxcie (cmd '%s') entered.",
+              cmd_line_masked(text).c_str());
     if (g_depth > kMaxDepth) {
       set.error_text_ = "nesting too deep";
       KYT_TRACE(kModule, kTopic, 1, "rpxcie (): nesting depth %d refused", g_depth);

@@ -97,6 +97,11 @@ struct cmd_msg {
   int16_t length = 0;
   char text[kCapacity + 1] = {};
 };
+// The line as traces and logs may show it: the value of every keyword parameter that holds a
+// password (PASSWORD, PSWFROM, PSWTO, NETPSW, in any letter case) replaced by "*", quotes
+// and all; everything else as written. Lines are traced and logged, passwords never.
+std::string cmd_line_masked(std::string_view line);
+
 // Fills the record, cutting the text to its capacity.
 void cmd_msg_set(cmd_msg* msg, char severity, std::string_view text);
 void cmd_msg_format(cmd_msg* msg, char severity, const char* format, ...)

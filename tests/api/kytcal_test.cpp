@@ -149,6 +149,15 @@ TEST_F(KytcalTest, TracesOfDefinitionAndCalls) {
   EXPECT_EQ(trace.text().find("rpxcid START", before), std::string::npos);
 }
 
+// A user's password reaches neither a trace nor the message (which the station log keeps).
+TEST_F(KytcalTest, PasswordsStayOutOfTracesAndMessages) {
+  TraceCapture trace;
+  const auto c = call("USER /CREATE UID=PWUSER NAME=pw PRIV=U PASSWORD=\"Se cret9\"");
+  EXPECT_EQ(c.msg, "Command executed: USER /CREATE UID=PWUSER NAME=pw PRIV=U PASSWORD=*");
+  EXPECT_EQ(trace.text().find("Se cret9"), std::string::npos) << trace.text();
+  EXPECT_NE(trace.text().find("PASSWORD=*"), std::string::npos);
+}
+
 TEST_F(KytcalTest, EveryLineWakesTheMonitor) {
   const std::string name = monitor_wakeup_name();
   ASSERT_FALSE(name.empty());

@@ -287,5 +287,16 @@ TEST(CmdMsg, CutToCapacity) {
   EXPECT_EQ(msg.length, 200);
 }
 
+// Masking finds password keywords in any case, quoted or not, in groups, and nothing else.
+TEST(CmdLineMasked, HidesPasswordValuesOnly) {
+  EXPECT_EQ(cmd_line_masked("OP: SID=A PSWFROM=abc pswto='x y' (NETPSW=\"q)\" SID=B)"),
+            "OP: SID=A PSWFROM=* pswto=* (NETPSW=* SID=B)");
+  EXPECT_EQ(cmd_line_masked("USER/CREATE PASSWORD=s3(x) MYPASSWORD=keep PASSWORD"),
+            "USER/CREATE PASSWORD=*(x) MYPASSWORD=keep PASSWORD");
+  EXPECT_EQ(cmd_line_masked("X PASSWORD=\"unclosed"), "X PASSWORD=*");
+  EXPECT_EQ(cmd_line_masked("PASSWORD="), "PASSWORD=");
+  EXPECT_EQ(cmd_line_masked(""), "");
+}
+
 }  // namespace
 }  // namespace kyt
