@@ -62,6 +62,12 @@ int run_sql(const Args& args);
 int run_params(const Args& args);
 extern const char* const kParamsSynopsis;
 extern const char* const kParamsHelp;
+// The database as a whole (admin.cpp).
+extern const Subcommand kInitdbCommand;
+extern const Subcommand kDumpCommand;
+extern const Subcommand kLoadCommand;
+extern const Subcommand kDeletedbCommand;
+extern const Subcommand kVersionCommand;
 
 }  // namespace kytadm
 

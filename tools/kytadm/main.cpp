@@ -66,6 +66,11 @@ const Subcommand kSubcommands[] = {
      "rolled back; 2 wrong arguments or an environment file that cannot be read.\n",
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
+    kInitdbCommand,
+    kDumpCommand,
+    kLoadCommand,
+    kDeletedbCommand,
+    kVersionCommand,
 };
 
 void usage(std::FILE* out) {
@@ -100,7 +105,7 @@ int main(int argc, char** argv) {
     usage(stdout);
     return kExitOk;
   }
-  if (first == "--version" || first == "version") {
+  if (first == "--version") {
     std::printf("kytadm %s\n", kyt::version_banner());
     return kExitOk;
   }
