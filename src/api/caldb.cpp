@@ -29,7 +29,8 @@ constexpr const char* kTopic = "s";
 constexpr long kProgressStep = 1000;
 
 DbadmReporter g_reporter;
-char g_lang = 0;  // language of the call in progress
+char g_lang = 0;     // language of the call in progress
+long g_dumped = 0;   // rows written to the dump file in progress
 
 // --- reporting ------------------------------------------------------------------------------
 
@@ -474,10 +475,10 @@ int32_t dump_tables(const char* file, const std::string& header, std::span<const
     return kDbNoFile;
   }
   if (!header.empty() && !out.write(header)) rc = kDbNoFile;
-  long total = 0;
+  if (!append) g_dumped = 0;  // the figure counts the rows of the file
   for (Tab t : tables) {
     if (rc != 0) break;
-    rc = dump_one(out, tm::table(t), station_form, &total);
+    rc = dump_one(out, tm::table(t), station_form, &g_dumped);
   }
   if (!out.close() && rc == 0) rc = kDbNoFile;
   if (rc == kDbNoFile) report("FUNCTION_FAILED", {std::string("write ") + file, num(rc)});
@@ -789,19 +790,27 @@ int32_t delete_db() {
 int32_t db_version(char version[128], char date[20]) {
   if (version == nullptr || date == nullptr) return -5;
   if (lpdsn_init() != 0) return kDbNoEnv;
-  kyt_db_elem first{};
-  int32_t rc = getDBelemList(&first);
+  int32_t rc = open_db();
   if (rc != 0) return rc;
-  // The newest version row.
-  const kyt_db_elem* best = &first;
-  for (const kyt_db_elem* e = first.next; e != nullptr; e = e->next) {
-    if (e->dbdate > best->dbdate) best = e;
+  // The newest version row, read as texts.
+  TableCursor cur;
+  rc = cur.open(tm::table(Tab::kDB));
+  RowTexts row;
+  std::string best_version;
+  long long best_date = -1;
+  while (rc == 0 && (rc = cur.next(&row)) == 0) {
+    const long long d = row.size() > 1 && row[1] ? std::stoll(*row[1]) : 0;
+    if (d > best_date) {
+      best_date = d;
+      best_version = row[0] ? *row[0] : std::string();
+    }
   }
-  std::snprintf(version, 128, "%s", best->dbversion);
+  if (rc != DBI_W_END_FETCH) return rc;
+  if (best_date < 0) return RPDSQL_NOT_FOUND;
+  std::snprintf(version, 128, "%s", best_version.c_str());
   char text[32] = "";
-  if (dt_from_stored(best->dbdate, text, sizeof text) != 0) text[0] = '\0';
+  if (dt_from_stored(static_cast<int32_t>(best_date), text, sizeof text) != 0) text[0] = '\0';
   std::snprintf(date, 20, "%s", text);
-  freeDBelemList(&first);
   return 0;
 }
 
