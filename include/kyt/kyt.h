@@ -142,7 +142,88 @@ int32_t rpditr(const char *path, kyt_msg_out out);
 
 /* ---- Monitor: stop requests, unique processes, transmitter ----
  * rpxunq, the stop events, the transmitter's pipe. */
+
+/* Unique-process semaphores: a station process (process "KYTMON", "KYTXMT", "KYTLGW"; only
+ * the first 6 characters count) holds its semaphore while it lives; the system drops it when
+ * the process ends, however it ends. The semaphore's name is formed from the DB directory of
+ * the environment, so installations do not meet. action:
+ *   1 take     0 taken (held until released or the process ends); 4 held already (another
+ *              process, or an earlier take of this one, has it); 99 failure
+ *   2 release  0 (also when the name is not held); 99 when this process never took one
+ *   3 test     0 nobody holds it (nothing is left behind); 4 it is held: that process runs
+ * any other action: 8. A null process answers 99. Nothing is allocated for the caller. */
 int32_t rpxunq(int32_t action, const char *process);
+
+/* Stop requests: named manual-reset events that tell the station's long-running processes to
+ * stop. They are formed from the DB directory of the environment, so installations do not
+ * meet; a set event stays set, for every process that polls it, until one resets it.
+ * who (bits): KYT_STOP_XMT the transmitter (a stop and an end event), KYT_STOP_LGW the log
+ * writer, KYT_STOP_MON the monitor, KYT_STOP_COM communication control (deactivate, activate,
+ * receive-activate). priority (bits) chooses among one process's events: transmitter 2 stop,
+ * 1 end; communication 1 deactivate, 2 activate, 4 receive-activate; the log writer's and the
+ * monitor's single events are chosen whatever the priority.
+ * Codes: 0 done (for the checks: no request); a check that finds an event set answers 97
+ * (transmitter stop), 98 (transmitter end, log writer or monitor stop), 80 / 81 / 82
+ * (deactivate / activate / receive-activate communication), the events polled in this order:
+ * transmitter stop, transmitter end, log writer, monitor, deactivate, activate,
+ * receive-activate. 99: DB cannot be read or an event name would be 255 characters or more.
+ * Any other code is the system's error number plus a base telling the failed step (open
+ * 2500000 / 3000000 / 12300000 / 17500000; set 6400000 / 3400000 / 12400000 / 17600000 /
+ * 18200000 / 18300000 / 18900000; poll 2600000 / 14600000 / 17700000 / 18400000 / 18500000 /
+ * 19000000; reset 11200000 to 11800000 by event). Nothing is allocated for the caller. */
+#define KYT_STOP_MON 1
+#define KYT_STOP_LGW 2
+#define KYT_STOP_XMT 8
+#define KYT_STOP_COM 16
+/* Opens (or creates, not set) the events of the selected processes not yet open. */
+int32_t InitStopRequest(int32_t who);
+/* Sets the selected, open events that the priority chooses. */
+int32_t SetStopRequest(int32_t who, int32_t priority);
+/* Polls every open event of the selected processes without waiting; when none is set, sleeps
+ * 10 ms and polls again while budget_ms, lowered by 10 a round, stays at 0 or above (budget
+ * 25: three polls; below 10: one). */
+int32_t CheckStopRequest(int32_t who, int32_t budget_ms);
+/* The same, restricted to the events that the priority chooses. */
+int32_t CheckCertainStopRequest(int32_t who, int32_t priority, int32_t budget_ms);
+/* Clears every open event of the selected processes. */
+int32_t ResetStopRequest(int32_t who);
+/* Closes the transmitter's, the log writer's and the monitor's events (the communication
+ * events stay open as long as the process). StopKyt does the same. Both answer 0. */
+int32_t DeInitStopRequest(void);
+int32_t StopKyt(void);
+
+/* Transmitter control. The transmitter is a station process of its own; whether it runs is
+ * told by its unique-process semaphore (rpxunq 3 on "KYTXMT" answers 4). It reads
+ * one-character commands from a pipe named after the DB directory, and holds a readiness
+ * event while it reads. Messages go to the station log: XMT_ACTIVE, XMT_START, XMT_STOPPED,
+ * PARM_UNAVAILABLE, FUNCTION_FAILED. Nothing is allocated for the caller. */
+/* Sends the character c: 0 written; 99 the pipe name cannot be formed (DB missing, 255
+ * characters or more), the pipe cannot be opened, the transmitter is not listening (nothing
+ * is written then) or the write failed. */
+int32_t xmt_send(char c);
+/* Starts the transmitter, the program of DSN_PGM completed with "kytxmt", with the command
+ * line "PROGRAM /eKYTENV " and " /t" in test mode, as a process of its own (a new console
+ * titled "kyt MasterTransmitter" on Windows). 0 started; 99 the parameter KYTENV or TESTMODE
+ * is not available (PARM_UNAVAILABLE) or DSN_PGM cannot be had (FUNCTION_FAILED); otherwise
+ * the system's error number of the failed start. */
+int32_t xmt_spawn(void);
+/* Starts the transmitter unless it runs: 4 it runs (XMT_ACTIVE); 0 started (XMT_START),
+ * having waited up to 10 seconds for it to run; 99 the start failed. Allows commands again
+ * after xmt_stop. */
+int32_t xmt_start(void);
+/* The command entries: each answers 8 after xmt_stop of this process (until xmt_start);
+ * when the transmitter runs it is sent "a" (xmt_activate: take up the work queued for
+ * sending), "p" (xmt_poll: call the partners that are due), "n" (xmt_newwork: send entries
+ * were added) or "j" (xmt_jobdone: a job it started has ended), answering as xmt_send; when
+ * it does not run it is started instead, answering as xmt_start. */
+int32_t xmt_activate(void);
+int32_t xmt_poll(void);
+int32_t xmt_newwork(void);
+int32_t xmt_jobdone(void);
+/* Stops the transmitter: sends "s" when it runs and answers as xmt_send; a transmitter that
+ * does not run is looked for again 10 seconds later, 6 times in all, then 12. After a stop
+ * sent successfully, this call and the command entries answer 8 (XMT_STOPPED). */
+int32_t xmt_stop(void);
 
 /* ---- Database administration ----
  * kytInitDB, kytWriteDB, the dumps, kytDeleteDB.

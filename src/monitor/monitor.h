@@ -7,5 +7,8 @@
 #define KYT_MONITOR_MONITOR_H
 
 #include "kyt/kyt.h"
+#include "monitor/rpmxmt.h"
+#include "monitor/rpwsrf.h"
+#include "monitor/rpxunq.h"
 
 #endif  // KYT_MONITOR_MONITOR_H

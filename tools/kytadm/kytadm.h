@@ -69,6 +69,22 @@ extern const Subcommand kLoadCommand;
 extern const Subcommand kDeletedbCommand;
 extern const Subcommand kVersionCommand;
 
+// The station's long-running processes: the word naming it on the command line, what it is
+// called in messages, its unique-process semaphore and its stop request selector.
+struct StationProcess {
+  const char* word;
+  const char* title;
+  const char* semaphore;
+  int who;
+};
+extern const StationProcess kStationProcesses[3];
+int run_status(const Args& args);
+int run_stop(const Args& args);
+extern const char* const kStatusSynopsis;
+extern const char* const kStatusHelp;
+extern const char* const kStopSynopsis;
+extern const char* const kStopHelp;
+
 }  // namespace kytadm
 
 #endif  // KYT_TOOLS_KYTADM_KYTADM_H

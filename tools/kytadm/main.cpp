@@ -12,6 +12,7 @@ namespace {
 
 constexpr Option kEnvOptions[] = {{"-e", "FILE"}};
 constexpr Option kSqlOptions[] = {{"-e", "FILE"}, {"--create", nullptr}};
+constexpr Option kStopOptions[] = {{"-e", "FILE"}, {"--end", nullptr}};
 
 const Subcommand kSubcommands[] = {
     {"env", "env [-e FILE]",
@@ -66,6 +67,8 @@ const Subcommand kSubcommands[] = {
      "rolled back; 2 wrong arguments or an environment file that cannot be read.\n",
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
+    {"status", kStatusSynopsis, kStatusHelp, kEnvOptions, false, run_status},
+    {"stop", kStopSynopsis, kStopHelp, kStopOptions, false, run_stop},
     kInitdbCommand,
     kDumpCommand,
     kLoadCommand,
