@@ -130,11 +130,46 @@ int32_t kytcal(int32_t cmdlen, const char *cmd, char *severity, char *msg, int32
                int32_t *cn);
 
 /* ---- Station and routing table import ----
- * rpdist, rpditr. */
+ * rpdist, rpditr.
+ *
+ * Files: text, one record a line of at most 2048 bytes (CR LF or LF). A record is a table
+ * name and KEYWORD=VALUE pairs separated by blanks or tabs; the keywords are the table's
+ * column names. Outside quotes a "*" starts a comment to the end of the line and letters
+ * are taken in upper case; a value in "..." or '...' keeps its case, blanks and "*".
+ * Station table records: ST, OP, NK, TC, XP, LU, AC, RT and LX (LX SID=S NAME=VALUE ...,
+ * 1 to 99 pairs of the station's own parameters); routing table records: TR. Each record
+ * writes one row (LX one a pair): inserted, or, when its key is there, updated to the
+ * values of the record (keywords not given: empty text, 0). Numbers are decimal.
+ * Station ids (SID, SIDDEST, SIDNEIGHB, SIDORG; ST's NETID) are 1 to 16 (NETID 25)
+ * characters out of A-Z, a-z, 0-9 and _-.$#@; the routing table also allows "*".
+ * A path naming a directory imports its regular files one after the other, in byte order
+ * of their names. Station tables are checked first: two OP records with the same ODETTEID
+ * or the same SID stop the import before anything is written. Otherwise the first failing
+ * record stops it; the rows of the records before it stay.
+ *
+ * Both return 0, or the first failure: 2 unknown record type; 3 keyword the record does
+ * not have; 4 keyword given twice; 5, 6 too many / too few LX pairs; 8 an OP record's SID
+ * again; 9 an OP record's ODETTEID again; 12 a mandatory value missing (the key columns,
+ * OP's ODETTEID, ST's NETID); 16 a text that is not a number, an LX pair that is not
+ * NAME=VALUE; 17 a value too long for its column (or a number out of its range, or a line
+ * longer than 2048 bytes); 18 a station id too long or with other characters; 99 the path
+ * cannot be read (or a syntax error in a record, a binary file); any other value: the
+ * status of the failed insert or update (see rpdsql).
+ *
+ * Messages for the operator ("Could not open input file \"PATH\"", "inconsistent line in
+ * station table: LINE", the failing record's own message, "line N of \"FILE\" not imported
+ * (rc = C): LINE", "N records of \"FILE\" imported") are handed one at a time to `out`,
+ * each ending with a line break; the text belongs to the library and is valid during the
+ * call only. out may be NULL: the messages are then dropped. Nothing is allocated for the
+ * caller. */
 
-/* A receiver of operator messages: one line of text a call. */
+/* A receiver of operator messages: one message (one or more lines) a call. */
 typedef void (*kyt_msg_out)(const char *text);
+/* Imports the station table file (or directory of files) `path` into the station database
+ * (opened on first use). Returns 0 or the code above. */
 int32_t rpdist(const char *path, kyt_msg_out out);
+/* Imports the routing table file (or directory of files) `path` (TR records). Returns 0 or
+ * the code above. */
 int32_t rpditr(const char *path, kyt_msg_out out);
 
 /* ---- Monitor: log-writer channel, notifications, database log ----

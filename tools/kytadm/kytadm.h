@@ -84,6 +84,9 @@ extern const char* const kStatusSynopsis;
 extern const char* const kStatusHelp;
 extern const char* const kStopSynopsis;
 extern const char* const kStopHelp;
+int run_import(const Args& args);
+extern const char* const kImportSynopsis;
+extern const char* const kImportHelp;
 
 }  // namespace kytadm
 

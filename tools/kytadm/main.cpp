@@ -74,6 +74,7 @@ const Subcommand kSubcommands[] = {
     kLoadCommand,
     kDeletedbCommand,
     kVersionCommand,
+    {"import", kImportSynopsis, kImportHelp, kEnvOptions, false, run_import},
 };
 
 void usage(std::FILE* out) {

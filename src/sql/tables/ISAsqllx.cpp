@@ -24,6 +24,10 @@ int32_t getLXelemListByName(const char* name, kyt_lx_elem* first) {
 int32_t getLXelemListBySid(const char* sid, kyt_lx_elem* first) {
   return tm::list(T, "getLXelemListBySid", "LXLISTSI", "SID = ?", nullptr, {tm::arg(sid)}, first);
 }
+int32_t insLXelem(const kyt_lx_elem* e) { return tm::insert(T, "insLXelem", e); }
+int32_t updLXelem(const kyt_lx_elem* e) {
+  return tm::update(T, "updLXelem", e, {"TYPE", "LEN", "VAL"});
+}
 void freeLXelemList(kyt_lx_elem* first) { tm::free_list(T, first); }
 
 }  // namespace kyt

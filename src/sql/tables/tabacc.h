@@ -77,7 +77,15 @@ int32_t insert(Tab t, const char* fn, const void* elem);
 // The columns `set` of the rows whose key columns equal the element's (every row of a table
 // without key). `trace` (optional) replaces the failure text; it is given the status, the
 // first key column's value and the first set column's value as ints.
-int32_t update(Tab t, const char* fn, const void* elem, Cols set, const char* trace = nullptr);
+int32_t update_cols(Tab t, const char* fn, const void* elem, std::span<const char* const> set,
+                    const char* trace = nullptr);
+inline int32_t update(Tab t, const char* fn, const void* elem, Cols set,
+                      const char* trace = nullptr) {
+  return update_cols(t, fn, elem, std::span<const char* const>(set.begin(), set.size()), trace);
+}
+// Whether a row whose key columns equal the element's is there: 0 with *found, or the
+// failing status (traced "<fn> select returns %d"). A table without key: false.
+int32_t key_exists(Tab t, const char* fn, const void* elem, bool* found);
 // A statement text through rpdsql (bulk changes); traces "<fn> returns %d".
 int32_t run(const char* fn, const char* statement);
 

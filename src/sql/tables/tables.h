@@ -93,6 +93,8 @@ int32_t getLXelemBySidName(const char* sid, const char* name, kyt_lx_elem* e);
 int32_t getLXelemList(kyt_lx_elem* first);
 int32_t getLXelemListByName(const char* name, kyt_lx_elem* first);
 int32_t getLXelemListBySid(const char* sid, kyt_lx_elem* first);
+int32_t insLXelem(const kyt_lx_elem* e);
+int32_t updLXelem(const kyt_lx_elem* e);  // TYPE, LEN and VAL of the row (SID, NAME)
 void freeLXelemList(kyt_lx_elem* first);
 
 // ISAsqlbt: BT, users.

@@ -422,6 +422,43 @@ int32_t list(Tab t, const char* fn, const char* cursor, const char* where, const
   return rc;
 }
 
+int32_t key_exists(Tab t, const char* fn, const void* elem, bool* found) {
+  *found = false;
+  const SchemaTable& st = table(t);
+  Vars v;
+  std::string where;
+  int32_t rc = OK_STATE;
+  for (size_t i = 0; i < st.cols.size() && rc == OK_STATE; ++i) {
+    if (st.cols[i].key <= 0) continue;
+    if (!where.empty()) where += " AND ";
+    where += st.cols[i].s_colname;
+    where += " = ?";
+    const char* m = member(t, elem, i);
+    if (state(t).dt[i]) {
+      char text[kElemDtSize + 1];
+      std::memcpy(text, m, kElemDtSize);
+      text[kElemDtSize] = '\0';
+      rc = bind_inputs(fn, {dt(text)}, &v);
+    } else if (st.cols[i].type == kTypeChar) {
+      rc = bind_inputs(fn, {arg(m)}, &v);  // the element's texts are zero-terminated
+    } else {
+      rc = bind_inputs(fn, {arg(value_int(t, elem, i))}, &v);
+    }
+  }
+  if (where.empty()) return OK_STATE;
+  if (rc == OK_STATE) {
+    std::vector<char> scratch(layout(t).size);
+    const size_t inputs = v.n;
+    bind_outputs(t, {0}, scratch.data(), inputs, &v);
+    rc = declare(t, "TMKEYEX", st.cols[0].s_colname, where.c_str(), nullptr, v);
+    close_cursor("TMKEYEX");
+    if (rc == OK_STATE) *found = true;
+    if (rc == RPDSQL_NOT_FOUND) rc = OK_STATE;
+  }
+  if (rc != OK_STATE) KYT_TRACE(kModule, kTopic, 1, "%s select returns %d", fn, rc);
+  return rc;
+}
+
 int32_t count(Tab t, const char* fn, const char* cursor, const char* where, Args in,
               int32_t* n) {
   *n = 0;
@@ -492,7 +529,8 @@ int32_t insert(Tab t, const char* fn, const void* elem) {
   return OK_STATE;
 }
 
-int32_t update(Tab t, const char* fn, const void* elem, Cols set, const char* trace) {
+int32_t update_cols(Tab t, const char* fn, const void* elem, std::span<const char* const> set,
+                    const char* trace) {
   int32_t rc = OK_STATE;
   TABDESC* td = change_desc(t, fn, "exec_update", &rc);
   if (td == nullptr) return rc;
