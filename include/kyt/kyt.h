@@ -324,7 +324,7 @@ int32_t kytDumpJobstartEntries(const char *file, int32_t with_time);       /* JS
 /* Deletes the database: its table files (*.DB, *.IDX, *.HOL of the database directory), the
  * logs (*.log of TRACEDIR) and every file of the TEMP directory, each step reported (DBDEL,
  * SYS_CMD, DEL_DB, DEL_LOG, DEL_TEMP; a missing directory NO_DB / NO_TEMP and skipped).
- * KYT_DB_STATION_RUNS (DBDEL_ACTIVE), with nothing deleted, while the monitor (MONITOR), the
+ * KYT_DB_STATION_RUNS (DBDEL_ACTIVE), with nothing deleted, while the monitor (MONITOR or KYTMON), the
  * transmitter (KYTXMT) or the log writer (KYTLGW) holds its unique-process semaphore; the
  * answer of rpxunq when that cannot be told. 99 when a file could not be deleted. */
 int32_t kytDeleteDB(void);

@@ -11,6 +11,7 @@
 #include "api/caldb.h"
 #include "api/dbline.h"
 #include "kyt/kyt.h"
+#include "monitor/monitor.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
 #include "services/services.h"
@@ -52,6 +53,7 @@ class DbAdminTest : public ::testing::Test {
   void SetUp() override {
     test::forget_station();
     rpdprm_reset_for_tests();
+    rpxunq_reset_for_tests();  // the semaphores' names follow this test's DB
     db_ = dir_.path() + "/db";
     temp_ = dir_.path() + "/tmp";
     logs_ = dir_.path() + "/trc";
