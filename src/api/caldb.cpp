@@ -254,6 +254,9 @@ struct LoadState {
   std::string error_key;  // the message of a refused line
   std::string error_arg1, error_arg2;
   int32_t error_rc = 0;
+  std::vector<std::string> texts;
+  std::vector<int32_t> ints;
+  std::vector<HostVar> vars;
 };
 
 Tab tab_of(const SchemaTable& st) {
@@ -305,10 +308,13 @@ int32_t store_row(const SchemaTable& st, const cmd_args& args, LoadState* ls) {
     return kDbBadLine;
   }
   const size_t n = st.cols.size();
-  std::vector<std::string> texts(n);
-  std::vector<int32_t> ints(n);
-  std::vector<HostVar> vars;
-  vars.reserve(n);
+  // Scratch kept from row to row (the host variables point into it).
+  std::vector<std::string>& texts = ls->texts;
+  std::vector<int32_t>& ints = ls->ints;
+  std::vector<HostVar>& vars = ls->vars;
+  if (texts.size() < n) texts.resize(n);
+  if (ints.size() < n) ints.resize(n);
+  vars.clear();
   uint64_t mask = 0;
   const bool is_rt = std::strcmp(st.name, "RT") == 0;
   for (size_t i = 0; i < n; ++i) {
@@ -376,7 +382,7 @@ int32_t store_row(const SchemaTable& st, const cmd_args& args, LoadState* ls) {
   return rc;
 }
 
-// Reads a file line by line; CR LF or LF end a line.
+// Reads a file line by line, a block at a time; CR LF or LF end a line.
 class InFile {
  public:
   ~InFile() {
@@ -384,18 +390,28 @@ class InFile {
   }
   bool open(const char* name) {
     f_ = std::fopen(name, "rb");
-    if (f_ != nullptr) std::setvbuf(f_, nullptr, _IOFBF, 1 << 20);
     return f_ != nullptr;
   }
   // False at the end of the file (or when it cannot be read on).
   bool line(std::string* out) {
     out->clear();
-    int c;
     bool any = false;
-    while ((c = std::getc(f_)) != EOF) {
+    for (;;) {
+      if (pos_ == len_) {
+        len_ = std::fread(buf_.data(), 1, buf_.size(), f_);
+        pos_ = 0;
+        if (len_ == 0) break;
+      }
       any = true;
-      if (c == '\n') break;
-      out->push_back(static_cast<char>(c));
+      const char* start = buf_.data() + pos_;
+      const auto* nl = static_cast<const char*>(std::memchr(start, '\n', len_ - pos_));
+      if (nl != nullptr) {
+        out->append(start, static_cast<size_t>(nl - start));
+        pos_ += static_cast<size_t>(nl - start) + 1;
+        break;
+      }
+      out->append(start, len_ - pos_);
+      pos_ = len_;
     }
     if (!out->empty() && out->back() == '\r') out->pop_back();
     return any;
@@ -404,6 +420,8 @@ class InFile {
 
  private:
   std::FILE* f_ = nullptr;
+  std::vector<char> buf_ = std::vector<char>(1 << 16);
+  size_t pos_ = 0, len_ = 0;
 };
 
 const std::string kDbHeaderStart = "* Dump of KYT database";
