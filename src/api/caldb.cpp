@@ -586,6 +586,14 @@ int32_t load_file(const char* file, std::span<const Tab> tables, long* bad_line)
     }
     ls->error_key.clear();
     ls->error_rc = 0;
+    // The command language would end the line at a zero byte and read a byte 255 as ".":
+    // neither stands unescaped in a dump, so such a line is damaged.
+    if (line.find_first_of(std::string_view("\0\xff", 2)) != std::string::npos) {
+      ls->error_key = "INVALID_INPUT";
+      ls->error_arg1 = "a byte 0x00 or 0xFF outside an escape";
+      rc = kDbBadLine;
+      break;
+    }
     cmd_msg msg;
     rc = rpxcie(set, line, &msg);
     if (rc != 0) {

@@ -268,6 +268,9 @@ TEST_F(DbAdminTest, RefusedLinesNameTheirNumberAndLoadNothing) {
       {"RT SIDNEIGHB=\"Y\" PRIORITY=\"1\"", "INVALID_INPUT"},
       {"QQ A=\"1\"", "INVALID_CMD"},
       {"KT CN=\"99999999999\" CMDTYPE=\"A\"", "INVALID_INPUT"},
+      {std::string("RT SIDDEST=\"X\" SIDNEIGHB=\"Y\" PRIORITY=\"1\" \0 PRIORITY=\"2\"", 47),
+       "INVALID_INPUT"},
+      {"RT SIDDEST=\"X\xffY\" SIDNEIGHB=\"Y\" PRIORITY=\"1\"", "INVALID_INPUT"},
       {"KT CN=\"1\" CMDTYPE=\"A\"", "INVALID_INPUT"},
   };
   for (const Case& c : cases) {
