@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -46,6 +47,7 @@ namespace {
 constexpr const char* kModule = "KYTEXE";
 constexpr const char* kTopic = "i";
 constexpr size_t kCompareMax = 512;  // characters of SID and ODETTEID compared
+constexpr int kBatch = 256;          // records a transaction
 
 bool id_char(char c, bool wildcard) {
   if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) return true;
@@ -123,6 +125,41 @@ bool is_dt(const COLDEF& c) {
   return c.type == kTypeInteger && std::strncmp(c.s_colname, "DT", 2) == 0;
 }
 
+// The line as traces and messages show it: the values of the password keywords replaced by
+// "***" (whatever their case, quoted or not), everything else as written.
+std::string masked(const std::string& line) {
+  std::string out;
+  out.reserve(line.size());
+  size_t i = 0;
+  while (i < line.size()) {
+    if (line[i] == ' ' || line[i] == '\t') {
+      out.push_back(line[i++]);
+      continue;
+    }
+    // A token: up to the next blank outside quotes.
+    size_t end = i;
+    char quote = 0;
+    while (end < line.size() && (quote != 0 || (line[end] != ' ' && line[end] != '\t'))) {
+      if (quote != 0 && line[end] == quote)
+        quote = 0;
+      else if (quote == 0 && (line[end] == '"' || line[end] == '\''))
+        quote = line[end];
+      ++end;
+    }
+    const std::string token = line.substr(i, end - i);
+    const size_t eq = token.find('=');
+    std::string key = eq == std::string::npos ? std::string() : token.substr(0, eq);
+    while (!key.empty() && key[0] == '/') key.erase(0, 1);
+    for (char& c : key) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (!key.empty() && is_password(key.c_str()))
+      out += token.substr(0, eq + 1) + "***";
+    else
+      out += token;
+    i = end;
+  }
+  return out;
+}
+
 // Reads a number for a column of `type`: 0, IMP_NOT_NUMBER or IMP_TOO_LONG.
 int32_t read_number(const char* text, int16_t type, int64_t* value) {
   const int64_t lo = type == kTypeSmallint ? INT16_MIN : INT32_MIN;
@@ -194,9 +231,10 @@ int32_t store_row(Run& run, const Record& r, const cmd_args& a, cmd_msg* msg) {
       const size_t room = lay.bytes[i] - 1;
       if (len > room) {
         KYT_IMPORT_FAIL(run, msg,
-                        "store_%s: value of %s is too long for its column (%zu characters, at "
-                        "most %zu): '%.40s...'",
-                        r.verb, kw, len, room, v);
+                        "store_%s: value of %s is too long for its column (%lu characters, at "
+                        "most %lu): '%.40s...'",
+                        r.verb, kw, static_cast<unsigned long>(len),
+                        static_cast<unsigned long>(room), is_password(c.s_colname) ? "***" : v);
         return IMP_TOO_LONG;
       }
       std::memcpy(m, v, len);
@@ -300,7 +338,7 @@ int32_t store_lx(Run& run, const cmd_args& a, cmd_msg* msg) {
   std::vector<kyt_lx_elem> rows(static_cast<size_t>(a.positional_count()));
   for (int i = 0; i < a.positional_count(); ++i) {
     const char* pair = a.positional(i);
-    KYT_TRACE(kModule, kTopic, 6, "\t\t%s", pair);
+    KYT_TRACE(kModule, kTopic, 6, "\t\t%s", masked(pair).c_str());
     kyt_lx_elem& e = rows[static_cast<size_t>(i)];
     std::memcpy(e.sid, sid, std::strlen(sid));
     const int32_t rc = lx_pair(pair, &e);
@@ -346,24 +384,46 @@ int32_t define_records(CommandSet& set, bool routes, Run& run) {
   return 0;
 }
 
-// Reads one line (without its end, a CR before it dropped) into *line: false at the end of
-// the file. *too_long when the line is longer than kImportLineMax (the rest is skipped).
-bool read_line(std::FILE* f, std::string* line, bool* too_long) {
-  line->clear();
-  *too_long = false;
-  int c = std::fgetc(f);
-  if (c == EOF) return false;
-  while (c != EOF && c != '\n') {
-    if (line->size() < kImportLineMax + 1)
-      line->push_back(static_cast<char>(c));
-    else
-      *too_long = true;
-    c = std::fgetc(f);
+// Lines of a file read in blocks, so that any byte (a zero too) is part of its line.
+class LineReader {
+ public:
+  explicit LineReader(std::FILE* f) : f_(f) {}
+
+  // The next line (without its end, a CR before it dropped) into *line: false at the end of
+  // the file. *too_long when the line is longer than kImportLineMax (the rest is skipped).
+  bool next(std::string* line, bool* too_long) {
+    line->clear();
+    *too_long = false;
+    bool any = false;
+    for (;;) {
+      if (pos_ == len_) {
+        len_ = std::fread(buf_, 1, sizeof buf_, f_);
+        pos_ = 0;
+        if (len_ == 0) break;
+      }
+      any = true;
+      const char* start = buf_ + pos_;
+      const void* nl = std::memchr(start, '\n', len_ - pos_);
+      const size_t n = nl != nullptr ? static_cast<size_t>(static_cast<const char*>(nl) - start)
+                                     : len_ - pos_;
+      if (line->size() <= kImportLineMax) line->append(start, std::min(n, kImportLineMax + 2));
+      pos_ += n;
+      if (nl != nullptr) {
+        ++pos_;
+        break;
+      }
+    }
+    if (!any) return false;
+    if (!line->empty() && line->back() == '\r') line->pop_back();
+    if (line->size() > kImportLineMax) *too_long = true;
+    return true;
   }
-  if (!line->empty() && line->back() == '\r') line->pop_back();
-  if (line->size() > kImportLineMax) *too_long = true;
-  return true;
-}
+
+ private:
+  std::FILE* f_;
+  char buf_[65536];
+  size_t pos_ = 0, len_ = 0;
+};
 
 // The line as the command set reads it: the comment cut off, letters outside quotes in upper
 // case. Empty when only blanks are left.
@@ -429,19 +489,19 @@ const char* meaning(int32_t rc) {
 
 // The first reading of a file. 0, or the code of the first bad line.
 int32_t check_file(Run& run, std::FILE* f, bool stations) {
-  struct Partner {
-    std::string sid, oid;
-  };
-  std::vector<Partner> seen;
+  // The SIDs and ODETTEIDs of the OP lines before, for lookups in constant time.
+  std::unordered_set<std::string> sids, oids;
+  bool first = true;
   std::string line;
   bool too_long = false;
   long number = 0;
-  while (read_line(f, &line, &too_long)) {
+  auto reader = std::make_unique<LineReader>(f);
+  while (reader->next(&line, &too_long)) {
     ++number;
     if (too_long) {
       KYT_TRACE(kModule, kTopic, 1, "modst check error %d", IMP_TOO_LONG);
-      run.say("line %ld of \"%s\" is longer than %zu bytes\n", number, run.file.c_str(),
-              kImportLineMax);
+      run.say("line %ld of \"%s\" is longer than %lu bytes\n", number, run.file.c_str(),
+              static_cast<unsigned long>(kImportLineMax));
       return IMP_TOO_LONG;
     }
     if (line.find('\0') != std::string::npos) {
@@ -452,44 +512,65 @@ int32_t check_file(Run& run, std::FILE* f, bool stations) {
     }
     if (!stations) continue;
     const std::string text = prepare(line);
-    KYT_TRACE(kModule, kTopic, 11, "modst tokline %s", text.c_str());
+    KYT_TRACE(kModule, kTopic, 11, "modst tokline %s", masked(text).c_str());
     const std::vector<std::string> toks = tokens_of(text);
     if (toks.empty() || toks[0] != "OP") continue;
-    KYT_TRACE(kModule, kTopic, 6, "modst check line %s", text.c_str());
-    Partner p;
-    int oids = 0;
+    KYT_TRACE(kModule, kTopic, 6, "modst check line %s", masked(text).c_str());
+    std::string sid, oid;
+    int oid_count = 0;
     for (size_t i = 1; i < toks.size(); ++i) {
-      KYT_TRACE(kModule, kTopic, 11, "modst check next tok %s", toks[i].c_str());
+      KYT_TRACE(kModule, kTopic, 11, "modst check next tok %s", masked(toks[i]).c_str());
       const size_t eq = toks[i].find('=');
       if (eq == std::string::npos) continue;
       const std::string key = toks[i].substr(0, eq);
       std::string value = unquote(toks[i].substr(eq + 1)).substr(0, kCompareMax);
-      if (key == "SID" && p.sid.empty()) {
-        p.sid = std::move(value);
-      } else if (key == "ODETTEID" && oids < 2) {
+      if (key == "SID" && sid.empty()) {
+        sid = std::move(value);
+      } else if (key == "ODETTEID" && oid_count < 2) {
         KYT_TRACE(kModule, kTopic, 11, "modst found oid %s", value.c_str());
-        if (oids++ == 0) p.oid = std::move(value);
+        if (oid_count++ == 0) oid = std::move(value);
       }
     }
-    int32_t rc = 0;
-    for (const Partner& q : seen) {
-      if (!p.oid.empty() && q.oid == p.oid) rc = IMP_DUP_OID;
-    }
-    for (const Partner& q : seen) {
-      if (rc == 0 && !p.sid.empty() && q.sid == p.sid) rc = IMP_DUP_SID;
-    }
+    const int32_t rc = !oid.empty() && oids.count(oid) != 0   ? IMP_DUP_OID
+                       : !sid.empty() && sids.count(sid) != 0 ? IMP_DUP_SID
+                                                              : 0;
     if (rc != 0) {
       KYT_TRACE(kModule, kTopic, 1, "modst check error %d", rc);
-      KYT_TRACE(kModule, kTopic, 1, "modst check error line %s", line.c_str());
-      run.say("inconsistent line in station table: %s\n", line.c_str());
+      KYT_TRACE(kModule, kTopic, 1, "modst check error line %s", masked(line).c_str());
+      run.say("inconsistent line in station table: %s\n", masked(line).c_str());
       return rc;
     }
-    KYT_TRACE(kModule, kTopic, 6, seen.empty() ? "modst first station %s" : "modst new station %s",
-              p.sid.c_str());
-    seen.push_back(std::move(p));
+    KYT_TRACE(kModule, kTopic, 6, first ? "modst first station %s" : "modst new station %s",
+              sid.c_str());
+    first = false;
+    if (!sid.empty()) sids.insert(std::move(sid));
+    if (!oid.empty()) oids.insert(std::move(oid));
   }
   return 0;
 }
+
+// The transaction of a batch of records, ended however the import ends.
+class Transaction {
+ public:
+  Transaction() { sqlSetAutocommOff(); }
+  ~Transaction() {
+    if (open_) sqlSetAutocommOn();
+  }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  // Commits the batch (when this is the outermost transaction) and begins the next.
+  void next() {
+    sqlSetAutocommOn();
+    sqlSetAutocommOff();
+  }
+  int32_t end() {
+    open_ = false;
+    return sqlSetAutocommOn();
+  }
+
+ private:
+  bool open_ = true;
+};
 
 struct FileCloser {
   void operator()(std::FILE* f) const { std::fclose(f); }
@@ -514,31 +595,50 @@ int32_t import_file(Run& run, CommandSet& set, bool stations) {
   std::string line;
   bool too_long = false;
   long number = 0, records = 0;
-  while (read_line(f.get(), &line, &too_long)) {
+  auto reader = std::make_unique<LineReader>(f.get());
+  // Records are committed in batches (one transaction each, or the caller's transaction when
+  // one is open): far fewer table locks and writes than a commit a record, while another
+  // process waits for a batch at most. A failing record undoes itself; the records before it
+  // are committed with their batch.
+  int batch = 0;
+  Transaction trans;
+  int32_t rc = 0;
+  while (rc == 0 && reader->next(&line, &too_long)) {
     ++number;
-    KYT_TRACE(kModule, kTopic, 11, "modst read %s", line.c_str());
+    KYT_TRACE(kModule, kTopic, 11, "modst read %s", masked(line).c_str());
     if (too_long) {  // the file changed since the first reading
-      run.say("line %ld of \"%s\" is longer than %zu bytes\n", number, run.file.c_str(),
-              kImportLineMax);
-      return IMP_TOO_LONG;
+      run.say("line %ld of \"%s\" is longer than %lu bytes\n", number, run.file.c_str(),
+              static_cast<unsigned long>(kImportLineMax));
+      rc = IMP_TOO_LONG;
+      break;
     }
     const std::string text = prepare(line);
     if (text.empty()) continue;
     KYT_TRACE(kModule, kTopic, 11, "modst read do it ");
     cmd_msg msg;
-    const int32_t rc = rpxcie(set, text, &msg);
+    rc = rpxcie(set, text, &msg);
     if (rc != 0) {
       if (const char* why = meaning(rc); why != nullptr && msg.severity == ' ')
         run.say("%s%s%s\n", why, rc == kCmdSyntaxError && !set.error_text().empty() ? ": " : "",
                 rc == kCmdSyntaxError ? set.error_text().c_str() : "");
       run.say("line %ld of \"%s\" not imported (rc = %ld): %s\n", number, run.file.c_str(),
-              static_cast<long>(rc), line.c_str());
-      return rc;
+              static_cast<long>(rc), masked(line).c_str());
+      break;
     }
     ++records;
+    if (++batch == kBatch) {
+      batch = 0;
+      trans.next();
+    }
   }
-  run.say("%ld records of \"%s\" imported\n", records, run.file.c_str());
-  return 0;
+  if (const int32_t end = trans.end(); end != 0 && rc == 0 && records > 0) {
+    KYT_TRACE(kModule, kTopic, 1, "modst commit returns %d", end);
+    run.say("\"%s\" not imported: commit failed (rc = %ld)\n", run.file.c_str(),
+            static_cast<long>(end));
+    return end;
+  }
+  if (rc == 0) run.say("%ld records of \"%s\" imported\n", records, run.file.c_str());
+  return rc;
 }
 
 int32_t import_path(const char* path, const ImportOut& out, bool stations) {

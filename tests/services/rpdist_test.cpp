@@ -12,6 +12,7 @@
 #include "platform/platform.h"
 #include "services/services.h"
 #include "sql/sql.h"
+#include "sql/trace_capture.h"
 #include "stationdb.h"
 #include "testutil.h"
 
@@ -362,6 +363,78 @@ TEST_F(ImportTest, DirectoryInNameOrder) {
   test::write_file(d + "/c.txt", "ST SID=P4 NETID=N4 STATNAME=FROMC\n");
   EXPECT_EQ(import_stations(d.c_str(), out_), 3);
   EXPECT_EQ(getSTelemBySid("P4", &spare_st_), KYT_SQL_NOT_FOUND);
+}
+
+// Records are committed in batches: after a failure far into a file every record before it
+// is in the database as another process (here: the database opened afresh) sees it; inside a
+// caller's transaction the rows are the caller's to commit or roll back.
+TEST_F(ImportTest, RowsCommittedAcrossBatchesAndCallersTransaction) {
+  std::string text;
+  for (int i = 0; i < 600; ++i)
+    text += "ST SID=P" + std::to_string(i) + " NETID=N STATNAME=X\n";
+  text += "ST SID=BAD NETID=N STATNAME=X PHONE=" + std::string(30, '9') + "\n";
+  text += "ST SID=AFTER NETID=N STATNAME=X\n";
+  EXPECT_EQ(stations("big.txt", text), 17);
+  EXPECT_NE(said().find("line 601 of"), std::string::npos);
+  rpdsql_run("CLOSE DB");
+  ASSERT_TRUE(test::open_station_db(dir_));
+  EXPECT_EQ(count(Tab::kST), 600);
+  EXPECT_EQ(getSTelemBySid("AFTER", &spare_st_), KYT_SQL_NOT_FOUND);
+
+  ASSERT_EQ(sqlSetAutocommOff(), 0);
+  EXPECT_EQ(stations("t.txt", "ST SID=T1 NETID=N STATNAME=X\nST SID=P1 NETID=N STATNAME=Y\n"),
+            0);
+  EXPECT_STREQ(st("T1").statname, "X");
+  ASSERT_EQ(sqlRollback(), 0);
+  ASSERT_EQ(sqlSetAutocommOn(), 0);
+  EXPECT_EQ(getSTelemBySid("T1", &spare_st_), KYT_SQL_NOT_FOUND);
+  EXPECT_STREQ(st("P1").statname, "X");
+}
+
+// The trace of an import, and passwords kept out of traces and messages.
+TEST_F(ImportTest, TracesWithoutPasswords) {
+  test::TraceCapture trace;
+  ASSERT_EQ(stations("t.txt",
+                     "ST SID=S1 NETID=N1 STATNAME=\"One\" PHONE=12\n"
+                     "ST SID=S1 NETID=N1 STATNAME=Two SIDTYP=P\n"
+                     "OP SID=S1 ODETTEID=O1 PSWFROM=Secret1 pswto='Secret2'\n"
+                     "LX SID=S1 A=1\n"),
+            0)
+      << said();
+  EXPECT_TRUE(trace.has("modst first station S1"));
+  EXPECT_TRUE(trace.has("modst found oid O1"));
+  EXPECT_TRUE(trace.has("modst read do it "));
+  EXPECT_TRUE(trace.has("ST: SID=\"S1\", NETID=\"N1\", STATNAME=\"One\", PHONE=\"12\" SIDTYP=\"\""));
+  EXPECT_TRUE(trace.has("ST insert 0"));
+  EXPECT_TRUE(trace.has("ST update 0"));
+  EXPECT_TRUE(trace.has("modst read OP SID=S1 ODETTEID=O1 PSWFROM=*** pswto=***"));
+  EXPECT_TRUE(trace.has("LX  SID=S1"));
+  EXPECT_TRUE(trace.has("\t\tA=1"));
+  EXPECT_EQ(stations("u.txt",
+                     "OP SID=S2 ODETTEID=O2 PSWFROM=\"Secret3 x\"\n"
+                     "OP SID=S3 ODETTEID=O3 PSWTO=Secret4Secret4\n"),
+            17);
+  EXPECT_EQ(stations("v.txt",
+                     "OP SID=S4 ODETTEID=O4 PSWFROM=Secret5\n"
+                     "OP SID=S4 ODETTEID=O5 PSWFROM=Secret6\n"),
+            8);
+  EXPECT_TRUE(trace.has("modst check error 8"));
+  EXPECT_TRUE(trace.has("modst check error line OP SID=S4 ODETTEID=O5 PSWFROM=***"));
+  EXPECT_NE(said().find("not imported (rc = 17): OP SID=S2 ODETTEID=O2 PSWFROM=***"),
+            std::string::npos)
+      << said();
+  EXPECT_EQ(said().find("Secret"), std::string::npos) << said();
+  // The import's own lines (the command engine traces every command line as it is given).
+  std::string own;
+  for (size_t at = 0, nl; at < trace.text().size(); at = nl + 1) {
+    nl = trace.text().find('\n', at);
+    if (nl == std::string::npos) nl = trace.text().size();
+    const std::string line = trace.text().substr(at, nl - at);
+    if (line.find(" rpdist.cpp ") != std::string::npos) own += line + "\n";
+  }
+  EXPECT_NE(own.find("modst read"), std::string::npos);
+  EXPECT_EQ(own.find("Secret"), std::string::npos) << own;
+  EXPECT_EQ(own.find("SECRET"), std::string::npos) << own;
 }
 
 std::vector<std::string> c_messages;
