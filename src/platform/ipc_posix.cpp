@@ -79,19 +79,24 @@ bool NamedEvent::create(const char* name) {
   close();
   const std::string path = object_path("ev.", name);
   if (path.empty()) return false;
-  int fd = open_cloexec(path.c_str(), O_RDWR | O_CREAT | O_EXCL, 0666);
-  if (fd >= 0) {
-    ::fchmod(fd, 0666);
-    if (::pwrite(fd, "0", 1, 0) != 1) {
-      const int e = errno;
-      ::close(fd);
-      ::unlink(path.c_str());
-      errno = e;
-      return false;
-    }
-  } else if (errno == EEXIST) {
-    fd = open_cloexec(path.c_str(), O_RDWR);
+  // The state file appears under its name with its "0" already in it (made aside, then
+  // linked), so that a process opening it at once never has its setting overwritten.
+  char aside[32];
+  std::snprintf(aside, sizeof aside, ".%lu.new", static_cast<unsigned long>(::getpid()));
+  const std::string tmp = path + aside;
+  int fd = open_cloexec(tmp.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0666);
+  if (fd < 0) return false;
+  ::fchmod(fd, 0666);
+  if (::pwrite(fd, "0", 1, 0) != 1 || (::link(tmp.c_str(), path.c_str()) != 0 && errno != EEXIST)) {
+    const int e = errno;
+    ::close(fd);
+    ::unlink(tmp.c_str());
+    errno = e;
+    return false;
   }
+  ::close(fd);
+  ::unlink(tmp.c_str());
+  fd = open_cloexec(path.c_str(), O_RDWR);
   if (fd < 0) return false;
   handle_ = fd;
   return true;

@@ -50,6 +50,10 @@ class Transmitter : public ::testing::Test {
     }
     return false;
   }
+  bool wait_record(const std::string& want) const {
+    for (int i = 0; i < 600 && record() != want; ++i) platform::sleep_ms(50);
+    return record() == want;
+  }
   static bool wait_until_stopped() {
     for (int i = 0; i < 600; ++i) {
       if (!xmt_running()) return true;
@@ -116,6 +120,7 @@ TEST_F(Transmitter, KilledAndStartedAgain) {
   EXPECT_EQ(xmt_start(), 0);
   ASSERT_TRUE(wait_ready(1));
   EXPECT_EQ(xmt_activate(), 0);
+  ASSERT_TRUE(wait_record("a"));  // read before the kill, not merely written
   // Killed with the pipe open here: the next send fails (no signal ends this process), and
   // the transmitter no longer counts as running.
   const uint32_t pid = static_cast<uint32_t>(std::stoul(read_file(env_.dir().file("xmt.pid"))));

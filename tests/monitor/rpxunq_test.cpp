@@ -9,6 +9,7 @@
 #include "monitor/station_env.h"
 #include "platform/ipc.h"
 #include "platform/platform.h"
+#include "runtime/runtime.h"
 #include "testutil.h"
 
 namespace kyt::test {
@@ -32,8 +33,22 @@ TEST(Rpxunq, NameFromTheDatabaseDirectory) {
   EXPECT_EQ(unique_name("KYTXMT"), "/sem/Cx/KYT/DB/KYTXMT");
   // Only six characters of the process count; the prefix stays what it was first made.
   EXPECT_EQ(unique_name("KYTMONITOR"), "/sem/Cx/KYT/DB/KYTMON");
-  platform::set_env("KYTENV", env.dir().file("nothere.dat").c_str());
+  ASSERT_EQ(lpdsn_set("DB", "E:\\OTHER"), 0);
   EXPECT_EQ(unique_name("KYTLGW"), "/sem/Cx/KYT/DB/KYTLGW");
+  // Formed afresh (a new process): the directory is cut to 242 characters.
+  rpxunq_reset_for_tests();
+  ASSERT_EQ(lpdsn_set("DB", std::string(250, 'd').c_str()), 0);
+  EXPECT_EQ(unique_name("KYTXMT"), "/sem/" + std::string(242, 'd') + "/KYTXMT");
+  // No environment to read: the installation's default directory and DB.
+  rpxunq_reset_for_tests();
+  lpdsn_reset_for_tests();
+  platform::set_env("KYTENV", env.dir().file("nothere.dat").c_str());
+  std::string fallback = std::string("/sem/") + platform::default_install_path() + "/DB/KYTMON";
+  for (char& c : fallback) {
+    if (c == ':') c = 'x';
+    if (c == '\\') c = '/';
+  }
+  EXPECT_EQ(unique_name("KYTMON"), fallback);
 }
 
 TEST(Rpxunq, ActionsInOneProcess) {
