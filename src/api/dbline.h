@@ -45,6 +45,12 @@ bool is_dt_col(const COLDEF& c);
 void dump_row_line(const SchemaTable& t, const RowTexts& row, std::string* out,
                    bool station_form = false);
 
+// The date-time text of a stored instant as the dump writes it ("" for 0), false when no
+// text reads back as the same instant; and a text back to the instant (the codes of
+// dt_to_stored). Both give what rpxdt's dt_from_stored and dt_to_stored give, faster.
+bool dump_dt_text(int32_t value, std::string* out);
+int32_t dump_dt_value(const std::string& text, int32_t* value);
+
 // The syntax string by which a table is defined to the line reader: "RT: 0-99 SIDDEST
 // SIDNEIGHB PRIORITY" (the positional room takes pairs of unknown names, so that the loader
 // can name them).

@@ -377,3 +377,62 @@ TEST(DumpEscape, EveryByteComesBack) {
 
 }  // namespace
 }  // namespace kyt
+
+namespace kyt {
+namespace {
+
+// The dump's own date-time conversion against rpxdt's, over the whole range of instants and
+// densely around the changes of the clock of the zone the test runs in (dbadmin_tz runs it
+// in Europe/Berlin).
+TEST(DumpDt, SameAsTheLibrarysConversion) {
+  std::mt19937 rng(7);
+  std::vector<int64_t> values = {0, 1, -1, INT32_MIN, INT32_MAX, 86399, 86400};
+  for (int i = 0; i < 3000; ++i)
+    values.push_back(std::uniform_int_distribution<int32_t>(INT32_MIN, INT32_MAX)(rng));
+  // Every 15 minutes through two years around now, the changes of the clock included.
+  for (int64_t v = 820000000; v < 820000000 + 2 * 365 * 86400LL; v += 900) values.push_back(v);
+  int written_as_number = 0;
+  for (int64_t v64 : values) {
+    const auto v = static_cast<int32_t>(v64);
+    char slow[32];
+    int32_t back = 0;
+    const bool slow_ok = dt_from_stored(v, slow, sizeof slow) == 0 &&
+                         dt_to_stored(slow, &back) == 0 && back == v;
+    std::string fast;
+    ASSERT_EQ(dump_dt_text(v, &fast), slow_ok) << v;
+    if (!slow_ok) {
+      ++written_as_number;
+      continue;
+    }
+    ASSERT_EQ(fast, slow) << v;
+    int32_t read = 0;
+    ASSERT_EQ(dump_dt_value(fast, &read), 0) << fast;
+    ASSERT_EQ(read, v) << fast;
+  }
+  EXPECT_LT(written_as_number, 100);
+  // Texts of every hour of the day on days around the changes, also those the clock skips or
+  // repeats, and texts that are not in the canonical form: read as dt_to_stored reads them.
+  const char* odd[] = {"2025/03/30 02:30:00", "2025/10/26 02:30:00", "2024/02/29 23:59:59",
+                       "2023/02/29 10:00:00", "2024/13/01 00:00:00", "2024/1/2 3:04:05",
+                       "x",                   "2024/01/01 24:00:00", "1901/01/01 00:00:00"};
+  for (const char* t : odd) {
+    int32_t a = -1, b = -1;
+    const int32_t ra = dump_dt_value(t, &a), rb = dt_to_stored(t, &b);
+    EXPECT_EQ(ra, rb) << t;
+    if (ra == 0 && rb == 0) {
+      EXPECT_EQ(a, b) << t;
+    }
+  }
+  for (int day : {29, 30, 31})
+    for (int h = 0; h < 24; ++h)
+      for (int month : {3, 10}) {
+        char t[32];
+        std::snprintf(t, sizeof t, "2025/%02d/%02d %02d:%02d:17", month, day, h, h * 2);
+        int32_t a = -1, b = -1;
+        EXPECT_EQ(dump_dt_value(t, &a), dt_to_stored(t, &b)) << t;
+        EXPECT_EQ(a, b) << t;
+      }
+}
+
+}  // namespace
+}  // namespace kyt
