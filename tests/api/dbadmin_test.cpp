@@ -401,7 +401,9 @@ TEST(DumpDt, SameAsTheLibrarysConversion) {
     std::string fast;
     ASSERT_EQ(dump_dt_text(v, &fast), slow_ok) << v;
     if (!slow_ok) {
-      ++written_as_number;
+      // Instants from 1970 to 2038 have texts on every platform (the C library of Windows
+      // has none before 1970); only those of a repeated hour lack one.
+      if (v >= -946684800 && v < 1200000000) ++written_as_number;
       continue;
     }
     ASSERT_EQ(fast, slow) << v;
