@@ -8,10 +8,10 @@ cmds=(cmake ninja g++ pkg-config)
 if [ "${1:-}" != "--linux-only" ]; then
   # wine64 alone (without its recommended packages) has no `wine` command: the package wine
   # provides it.
-  pkgs+=(clang libclang-rt-14-dev libbenchmark-dev libsqlite3-dev
+  pkgs+=(clang libclang-rt-14-dev libbenchmark-dev libsqlite3-dev sqlite3
          g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
          wine wine64)
-  cmds+=(clang clang++ x86_64-w64-mingw32-g++-posix x86_64-w64-mingw32-gcc-posix wine)
+  cmds+=(clang clang++ x86_64-w64-mingw32-g++-posix x86_64-w64-mingw32-gcc-posix wine sqlite3)
 fi
 missing=()
 for p in "${pkgs[@]}"; do

@@ -344,7 +344,92 @@ int32_t xmt_jobdone(void);
 int32_t xmt_stop(void);
 
 /* ---- Database administration ----
- * kytInitDB, kytWriteDB, the dumps, kytDeleteDB. */
+ * kytInitDB, kytWriteDB, the dumps, kytDeleteDB.
+ *
+ * The database is the directory DBNAME, else DB, of the environment file. Every step is
+ * reported as a message of the catalogue (group DBADM) in the station log, in the calling
+ * user's language. Nothing is allocated for the caller. Results of all of them: 0 done;
+ * -5 a null or empty file name or buffer; KYT_DB_NO_ENV the environment file cannot be read
+ * (NO_ENV_DATASET); KYT_DB_NO_FILE the dump file does not exist (DATASET_NOT_EXIST) or cannot
+ * be written; 99 an internal failure; otherwise the SQL status of the failing statement
+ * (as rpdsql answers them).
+ *
+ * Dump files are text, one line a row: "TT COL=\"value\" COL=\"value\" ...", after a header
+ * of "*" lines. Texts are escaped so that every dump loads back exactly (docs/file-formats.md
+ * describes the format). */
+#define KYT_DB_NO_ENV 1        /* the environment file cannot be read */
+#define KYT_DB_NO_FILE 2       /* dump file missing, or not writable */
+#define KYT_DB_BAD_LINE 3      /* kytWriteDB: a line of the file refused (its number is in
+                                  the message RECOVER_ERROR); nothing was loaded */
+#define KYT_DB_STATION_RUNS 4  /* kytDeleteDB: a station process runs; nothing deleted */
+#define KYT_DB_EXISTS 5        /* kytInitDB: there is a database already */
+
+/* Receives, in the calling process, what the administration functions report: each message
+ * as the station log gets it (severity letter, key, text in the user's language) with rows
+ * -1; and the rows dumped or loaded so far (every 1000 rows, and at the end of each table or
+ * file) with severity 0 and key and text "". */
+typedef void (*kyt_db_progress)(char severity, const char *key, const char *text, long rows,
+                                void *context);
+/* Installs fn (NULL removes it) with the context it is called with. Returns 0. */
+int32_t kytSetDBProgress(kyt_db_progress fn, void *context);
+
+/* Creates a new database: the directory, the catalogue, every table, the user SYSTEM
+ * (privilege A), the version row (DB), the parameters (rpdini, rpdipr) and, when the file
+ * DSN_STAT_INIT exists, the station table from it (rpdist), all in one transaction.
+ * KYT_DB_EXISTS when the directory holds a database. */
+int32_t kytInitDB(void);
+
+/* Loads the dump file `file` (recovery), in one transaction: every table with row lines in
+ * the file is emptied first and then holds exactly the file's rows (a whole-database dump
+ * empties every table). A line that cannot be read or stored stops the load, rolls it back
+ * and answers KYT_DB_BAD_LINE (unknown table INVALID_CMD, unknown column INVALID_COLNAME,
+ * column twice PARM_USED_TWICE, a value that does not fit INVALID_INPUT, a line the command
+ * language cannot read SYNTAX_ERROR) or the failing insert's status. */
+int32_t kytWriteDB(const char *file);
+
+/* Dumps every table to `file` (made or replaced), header
+ * "* Dump of KYT database <dir>: at <date-time> ". */
+int32_t kytDumpDB(const char *file);
+
+/* Dumps the resident receive entries (RE) and the users (BT) to `file`. */
+int32_t kytDumpRU(const char *file);
+
+/* Partial dumps to `file` (made or replaced); with_time non-zero puts the date-time into the
+ * header ("* Dump of Parameter at: <date-time> "), zero leaves it out. Stations: the station
+ * information tables AC, LU, LX, NK, OP, RT, ST, TT, TC, XP, OP in its own form
+ * ("OP: SID=\"..\", ODETTEID=\"..\", PSWFROM=\"..\", PSWTO=\"..\" SENDBLOCKS=..."). */
+int32_t kytDumpStations(const char *file, int32_t with_time);
+int32_t kytDumpParameter(const char *file, int32_t with_time);             /* PT */
+int32_t kytDumpUser(const char *file, int32_t with_time);                  /* BT */
+int32_t kytDumpResidentReceiveEntries(const char *file, int32_t with_time); /* RE */
+int32_t kytDumpJobstartEntries(const char *file, int32_t with_time);       /* JS */
+
+/* Deletes the database: its table files (*.DB, *.IDX, *.HOL of the database directory), the
+ * logs (*.log of TRACEDIR) and every file of the TEMP directory, each step reported (DBDEL,
+ * SYS_CMD, DEL_DB, DEL_LOG, DEL_TEMP; a missing directory NO_DB / NO_TEMP and skipped).
+ * KYT_DB_STATION_RUNS (DBDEL_ACTIVE), with nothing deleted, while the monitor (MONITOR or KYTMON), the
+ * transmitter (KYTXMT) or the log writer (KYTLGW) holds its unique-process semaphore; the
+ * answer of rpxunq when that cannot be told. 99 when a file could not be deleted. */
+int32_t kytDeleteDB(void);
+
+/* The newest version row of the database: version (128 bytes) gets DBVERSION, date (20
+ * bytes) DBDATE as date-time text. KYT_SQL_NOT_FOUND when there is no row. */
+int32_t kytGetDBVersion(char version[128], char date[20]);
+
+/* The three groups of tables of the whole dump (the station tables in catalogue order, in
+ * thirds): rpdbdN appends the rows of group N to `file`, rpdbwN loads the lines of group N's
+ * tables from `file` as kytWriteDB does (lines of other tables are passed over), and
+ * DumpStationInfoTablesN appends station information tables (1: AC; 2: LU, LX, NK, OP;
+ * 3: RT, ST, TT, TC, XP) in the form of kytDumpStations. */
+int32_t rpdbd1(const char *file);
+int32_t rpdbd2(const char *file);
+int32_t rpdbd3(const char *file);
+int32_t rpdbw1(const char *file);
+int32_t rpdbw2(const char *file);
+int32_t rpdbw3(const char *file);
+int32_t DumpStationInfoTables1(const char *file);
+int32_t DumpStationInfoTables2(const char *file);
+int32_t DumpStationInfoTables3(const char *file);
 
 /* ---- Station list ----
  * kytInitStationList and its siblings: the partner stations of the station as an in-memory

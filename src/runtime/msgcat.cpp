@@ -74,6 +74,8 @@ constexpr MsgDef kBuiltin[] = {
     {"DEL_TEMP", "DBADM", 'I', "Temporary files in %1 deleted",
      "Temporäre Dateien in %1 gelöscht"},
     {"SYS_CMD", "DBADM", 'I', "System command: %1", "Systembefehl: %1"},
+    {"DBDEL_ACTIVE", "DBADM", 'E', "Database %1 not deleted: station process %2 is running",
+     "Datenbank %1 nicht gelöscht: Stationsprozess %2 läuft"},
     // Operator commands and HELP.
     {"OK_READ", "MONIT", 'I', "Command read: %1", "Befehl gelesen: %1"},
     {"OK_INVALID_SYNTAX", "MONIT", 'E', "Command refused (rc = %2): %1",

@@ -77,6 +77,12 @@ extern const char* const kImportHelp;
 int run_receives(const Args& args);
 extern const char* const kReceivesSynopsis;
 extern const char* const kReceivesHelp;
+// The database as a whole (admin.cpp).
+extern const Subcommand kInitdbCommand;
+extern const Subcommand kDumpCommand;
+extern const Subcommand kLoadCommand;
+extern const Subcommand kDeletedbCommand;
+extern const Subcommand kVersionCommand;
 
 // The station's long-running processes: the word naming it on the command line, what it is
 // called in messages, its unique-process semaphore and its stop request selector.

@@ -68,14 +68,19 @@ const Subcommand kSubcommands[] = {
      "rolled back; 2 wrong arguments or an environment file that cannot be read.\n",
      kSqlOptions, true, run_sql},
     {"params", kParamsSynopsis, kParamsHelp, kEnvOptions, false, run_params},
-    {"listen", kListenSynopsis, kListenHelp, kListenOptions, false, run_listen},
-    {"stations", kStationsSynopsis, kStationsHelp, kEnvOptions, false, run_stations},
     {"cmd", kCmdSynopsis, kCmdHelp, kEnvOptions, true, run_cmd},
     {"import", kImportSynopsis, kImportHelp, kEnvOptions, false, run_import},
+    {"stations", kStationsSynopsis, kStationsHelp, kEnvOptions, false, run_stations},
+    {"sends", kSendsSynopsis, kSendsHelp, kSendsOptions, false, run_sends},
     {"receives", kReceivesSynopsis, kReceivesHelp, kEnvOptions, false, run_receives},
     {"status", kStatusSynopsis, kStatusHelp, kEnvOptions, false, run_status},
     {"stop", kStopSynopsis, kStopHelp, kStopOptions, false, run_stop},
-    {"sends", kSendsSynopsis, kSendsHelp, kSendsOptions, false, run_sends},
+    {"listen", kListenSynopsis, kListenHelp, kListenOptions, false, run_listen},
+    kInitdbCommand,
+    kDumpCommand,
+    kLoadCommand,
+    kDeletedbCommand,
+    kVersionCommand,
 };
 
 void usage(std::FILE* out) {
@@ -110,7 +115,7 @@ int main(int argc, char** argv) {
     usage(stdout);
     return kExitOk;
   }
-  if (first == "--version" || first == "version") {
+  if (first == "--version") {
     std::printf("kytadm %s\n", kyt::version_banner());
     return kExitOk;
   }
