@@ -36,7 +36,7 @@ std::vector<Row> make_rows(size_t n) {
     return s;
   };
   for (size_t i = 0; i < n; ++i) {
-    char key[16];
+    char key[24];
     std::snprintf(key, sizeof key, "k%08zu", i);
     rows[i].f[0] = key;
     rows[i].f[1] = "group" + std::to_string(rng() % 1000);

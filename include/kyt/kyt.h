@@ -271,6 +271,11 @@ int32_t rpxlog_stop(void);
  *   3 test     0 nobody holds it (nothing is left behind); 4 it is held: that process runs
  * any other action: 8. A null process answers 99. Nothing is allocated for the caller. */
 int32_t rpxunq(int32_t action, const char *process);
+/* The process names under which the station's long-running processes hold their
+ * semaphores (kytadm status, kytDeleteDB's refusal). */
+#define KYT_PROCESS_MONITOR "KYTMON"
+#define KYT_PROCESS_TRANSMITTER "KYTXMT"
+#define KYT_PROCESS_LOGWRITER "KYTLGW"
 
 /* Stop requests: named manual-reset events that tell the station's long-running processes to
  * stop. They are formed from the DB directory of the environment, so installations do not

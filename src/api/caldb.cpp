@@ -749,10 +749,9 @@ int32_t delete_db() {
   if (!env_ok()) return kDbNoEnv;
   CallLanguage lang;
   const std::string dir = db_dir();
-  // A running station process keeps its files open: nothing is deleted under it. The
-  // monitor is asked for by both names its semaphore may have (MONITOR, cut to six
-  // characters, and KYTMON).
-  for (const char* process : {"MONITOR", "KYTMON", "KYTXMT", "KYTLGW"}) {
+  // A running station process keeps its files open: nothing is deleted under it.
+  for (const char* process :
+       {KYT_PROCESS_MONITOR, KYT_PROCESS_TRANSMITTER, KYT_PROCESS_LOGWRITER}) {
     const int32_t r = rpxunq(3, process);
     if (r == 4) {
       report("DBDEL_ACTIVE", {dir, process});

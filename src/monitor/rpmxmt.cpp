@@ -17,7 +17,7 @@ constexpr const char* kModule = "KYTEXE";
 constexpr const char* kTopic = "x";
 constexpr int32_t kFailed = 99;
 constexpr size_t kNameMax = 255;
-constexpr const char* kProcess = "KYTXMT";
+constexpr const char* kProcess = KYT_PROCESS_TRANSMITTER;
 constexpr int kStartPolls = 10;
 constexpr int kStopAttempts = 6;
 

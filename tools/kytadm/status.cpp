@@ -28,9 +28,9 @@ const char* const kStatusHelp =
     "environment file that cannot be read.\n";
 
 const StationProcess kStationProcesses[3] = {
-    {"mon", "monitor", "KYTMON", kyt::SRF_MON},
-    {"xmt", "transmitter", "KYTXMT", kyt::SRF_XMT},
-    {"lgw", "log writer", "KYTLGW", kyt::SRF_LGW},
+    {"mon", "monitor", KYT_PROCESS_MONITOR, kyt::SRF_MON},
+    {"xmt", "transmitter", KYT_PROCESS_TRANSMITTER, kyt::SRF_XMT},
+    {"lgw", "log writer", KYT_PROCESS_LOGWRITER, kyt::SRF_LGW},
 };
 
 int run_status(const Args& args) {
