@@ -715,6 +715,17 @@ int32_t init_db() {
     rc = insDBelem(&db);
   }
   if (rc == 0) {
+    // The station's own id (LID) is no default parameter, yet the station list, send entries
+    // and the initial command file's "setparm LID=..." need its row: it starts empty, before
+    // the parameters, so that the command file can set it.
+    kyt_pt_elem lid{};
+    std::strcpy(lid.name, "LID");
+    lid.type = 1;
+    lid.len = 17;
+    step = "insPTelem(LID)";
+    rc = insPTelem(&lid);
+  }
+  if (rc == 0) {
     report("INIT_PARMS", {});
     step = "rpdipr";
     rc = rpdipr_run();
@@ -742,6 +753,8 @@ int32_t init_db() {
     return rc;
   }
   report("INIT_DONE", {});
+  char lid[18] = "";
+  if (rpdprm_run("get", "LID", lid) != 0 || lid[0] == '\0') report("UNDEFINED_LID", {});
   return 0;
 }
 

@@ -331,6 +331,26 @@ TEST_F(DbAdminTest, DeleteWithAndWithoutItsDirectories) {
   EXPECT_EQ(kytGetDBVersion(version, date), 0);
 }
 
+// The station's own id has its row from the start, so the initial command file can set it;
+// left empty, the init says so.
+TEST_F(DbAdminTest, InitLeavesRoomForTheStationsOwnId) {
+  ASSERT_EQ(kytInitDB(), 0);
+  EXPECT_TRUE(seen_.has("UNDEFINED_LID"));
+  kyt_parm p{};
+  ASSERT_EQ(kytGetParm("LID", &p), 0);
+  EXPECT_STREQ(p.VAL, "");
+  ASSERT_EQ(kytDeleteDB(), 0);
+  std::string init;
+  ASSERT_EQ(lpdsn_get("DSN_MON_INIT", &init), 0);
+  fs::create_directories(fs::path(init).parent_path());
+  test::write_file(init, "setparm LID=HUB\n");
+  seen_ = Seen{};
+  ASSERT_EQ(kytInitDB(), 0);
+  EXPECT_FALSE(seen_.has("UNDEFINED_LID"));
+  ASSERT_EQ(kytGetParm("LID", &p), 0);
+  EXPECT_STREQ(p.VAL, "HUB");
+}
+
 TEST(SecondProcess, DbAdminHoldTransmitter) {
   std::vector<std::string> args;
   if (!test::in_role("DbAdminHoldTransmitter", &args)) GTEST_SKIP() << "run by DbAdminTest";
