@@ -14,7 +14,8 @@ run initdb
 check "initdb: exit" 0 "$rc"
 check "initdb: first step" "I CREATING_DATABASE Creating database" "$(printf '%s\n' "$out" | head -1 | cut -c1-37)"
 check "initdb: station table" "I INIT_TABLES Initialising station tables" "$(printf '%s\n' "$out" | grep INIT_TABLES)"
-check "initdb: last step" "I INIT_DONE Database initialisation done" "$(printf '%s\n' "$out" | tail -1)"
+check "initdb: done" "I INIT_DONE Database initialisation done" "$(printf '%s\n' "$out" | grep INIT_DONE)"
+check "initdb: no own id yet" "E UNDEFINED_LID The station's own identifier (LID) is not defined" "$(printf '%s\n' "$out" | tail -1)"
 run sql "SELECT SID FROM ST WHERE SID = 'AUTOWERK'"
 check "initdb: stations imported" "AUTOWERK" "$out"
 run initdb
