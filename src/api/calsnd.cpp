@@ -10,6 +10,7 @@
 // one after the other and attached to the nodes by number. It is process-wide, loaded when a
 // walk starts with number 0 (or nothing is loaded), and kept until the next such start.
 #include "api/calsnd.h"
+#include "api/calusr.h"
 
 #include <algorithm>
 #include <span>
@@ -91,25 +92,6 @@ std::string part(const char* key, const char* v, Quote q) {
   if (q == Quote::kDouble) s += '"';
   if (q == Quote::kSingle) s += '\'';
   return s;
-}
-
-// Table statuses for the callers: 0 and 99 stay, the end/close/open statuses of rpdsql
-// become -1, -2, -3, anything else is traced and becomes 99.
-int32_t map_code(int32_t rc, const char* context) {
-  switch (rc) {
-    case 0:
-    case 99:
-      return rc;
-    case RPDSQL_NOT_FOUND:
-      return -1;
-    case RPDSQL_CLOSE_FAILED:
-      return -2;
-    case RPDSQL_OPEN_FAILED:
-      return -3;
-    default:
-      KYT_TRACE(kModule, kTopic, 1, "calsnd: %d %s", rc, context);
-      return 99;
-  }
 }
 
 int32_t create(const kytSendEntryRequest* r) {
@@ -292,7 +274,7 @@ int32_t load() {
                           "DECLARE sec CURSOR FOR SELECT uidsender, sidsender, seusrlabel, cn "
                           "FROM se ORDER BY cn",
                           {}, out, row);
-    if (rc != 0) return map_code(rc, "se cursor");
+    if (rc != 0) return map_table_code(rc, "se cursor");
   }
   std::sort(list.begin(), list.end(),
             [](const kytSendEntry& a, const kytSendEntry& b) { return a.cn < b.cn; });
@@ -326,7 +308,7 @@ int32_t load() {
           e->flagcomp = comp;
           e->flagcryp = cryp;
         });
-    if (rc != 0) return map_code(rc, "et cursor");
+    if (rc != 0) return map_table_code(rc, "et cursor");
   }
 
   {  // KT
@@ -350,7 +332,7 @@ int32_t load() {
           dt_text(done, e->dtdone, sizeof e->dtdone);
           e->flagserial = serial;
         });
-    if (rc != 0) return map_code(rc, "kt cursor");
+    if (rc != 0) return map_table_code(rc, "kt cursor");
   }
 
   {  // VD
@@ -377,7 +359,7 @@ int32_t load() {
           copy(e->codetrans, sizeof e->codetrans, trans);
           copy(e->codetable, sizeof e->codetable, table);
         });
-    if (rc != 0) return map_code(rc, "vd cursor");
+    if (rc != 0) return map_table_code(rc, "vd cursor");
   }
 
   {  // SK, by the destination's send queue number
@@ -405,7 +387,7 @@ int32_t load() {
           e.cntbyte = std::strtoll(bytes, nullptr, 10);
           e.cntrecord = records;
         });
-    if (rc != 0) return map_code(rc, "sk cursor");
+    if (rc != 0) return map_table_code(rc, "sk cursor");
   }
 
   s.list = std::move(list);
@@ -631,7 +613,7 @@ extern "C" int32_t kytGetSendEntry(int32_t cn, kytSendEntry* out) {
         kyt::api::copy(out->codetrans, sizeof out->codetrans, vd.codetrans);
         kyt::api::copy(out->codetable, sizeof out->codetable, vd.codetable);
       } else if (rc != kyt::RPDSQL_NOT_FOUND) {
-        return kyt::api::map_code(rc, "vd by cnie");
+        return kyt::api::map_table_code(rc, "vd by cnie");
       }
     }
     if (out->cnie != 0) {
@@ -645,7 +627,7 @@ extern "C" int32_t kytGetSendEntry(int32_t cn, kytSendEntry* out) {
         out->ss_bytes = ss.bytes;
         out->ss_errorcode = ss.errorcode;
       } else if (rc != kyt::RPDSQL_NOT_FOUND) {
-        return kyt::api::map_code(rc, "ss by cnie");
+        return kyt::api::map_table_code(rc, "ss by cnie");
       }
     }
     return 0;
@@ -670,7 +652,7 @@ extern "C" int32_t kytGetNextSendErrCh(int32_t previous, int32_t* cn, kytSendErr
       out->errorcode = kt.errorcode;
       kyt::api::copy(out->entry.status, sizeof out->entry.status, kt.status);
     } else if (rc != kyt::RPDSQL_NOT_FOUND) {
-      return kyt::api::map_code(rc, "kt by cn");
+      return kyt::api::map_table_code(rc, "kt by cn");
     }
     kyt_fk_elem fk{};
     rc = kyt::getFKelemByCn(e->cn, &fk);
@@ -682,7 +664,7 @@ extern "C" int32_t kytGetNextSendErrCh(int32_t previous, int32_t* cn, kytSendErr
       kyt::api::copy(out->fk_errmsg, sizeof out->fk_errmsg, fk.errmsg);
       kyt::api::copy(out->fk_dtcreated, sizeof out->fk_dtcreated, fk.dtcreated);
     } else if (rc != kyt::RPDSQL_NOT_FOUND) {
-      return kyt::api::map_code(rc, "fk by cn");
+      return kyt::api::map_table_code(rc, "fk by cn");
     }
     const char* station = e->sidneighb[0] != '\0' ? e->sidneighb : e->siddest;
     if (station[0] != '\0') {
@@ -697,7 +679,7 @@ extern "C" int32_t kytGetNextSendErrCh(int32_t previous, int32_t* cn, kytSendErr
         kyt::api::copy(out->fs_errmsg, sizeof out->fs_errmsg, fs.errmsg);
         kyt::api::copy(out->fs_dtcreated, sizeof out->fs_dtcreated, fs.dtcreated);
       } else if (rc != kyt::RPDSQL_NOT_FOUND) {
-        return kyt::api::map_code(rc, "fs by sid");
+        return kyt::api::map_table_code(rc, "fs by sid");
       }
     }
     return 0;

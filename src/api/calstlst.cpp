@@ -1,6 +1,7 @@
 // calstlst: the station list, its cursors and merge walk, the trace dump, and the update
 // and deletion of a station.
 #include "api/calstlst.h"
+#include "api/calusr.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -135,17 +136,6 @@ void append_row(Tab t, kyt_station* n, void* row, void** tail, kyt_station** tai
   *tail_node = n;
 }
 
-// rpdsql's three own statuses as the API answers them; any other failure is 99.
-int32_t map_sql(int32_t rc) {
-  switch (rc) {
-    case 0: return 0;
-    case RPDSQL_NOT_FOUND: return -1;
-    case RPDSQL_CLOSE_FAILED: return -2;
-    case RPDSQL_OPEN_FAILED: return -3;
-    default: return 99;
-  }
-}
-
 // ---- loading ----------------------------------------------------------------------------
 
 // A row cursor: the statement as issued (its pieces), FETCH and CLOSE, and the trace texts.
@@ -267,7 +257,7 @@ int32_t load_rows(const RowSource& src) {
   rpdsql_run(src.close);
   if (result == 0 && rc != 0 && rc != RPDSQL_NOT_FOUND) {
     KYT_TRACE(kModule, kTopic, 1, "%s returns %d", src.fetch, rc);
-    result = map_sql(rc);
+    result = map_table_code(rc, "station list");
   }
   return result;
 }
@@ -410,7 +400,7 @@ int32_t load_list() {
   rpdsql_run("CLOSE stc");
   if (rc != RPDSQL_NOT_FOUND) {
     KYT_TRACE(kModule, kTopic, 1, "DECLARE stc CURSOR returns %d", rc);
-    return map_sql(rc);
+    return map_table_code(rc, "station list");
   }
   std::sort(s.order.begin(), s.order.end(),
             [](const kyt_station* a, const kyt_station* b) { return compare_ids(a->sid, b->sid) < 0; });
@@ -655,7 +645,7 @@ int32_t update_station(const kyt_station* r) {
   for (int32_t (*step)(const kyt_station*) :
        {write_st, write_nk, write_rt, write_op, write_lu, write_xp, write_tc, write_lx}) {
     const int32_t rc = step(r);
-    if (rc != 0) return map_sql(rc);
+    if (rc != 0) return map_table_code(rc, "station list");
   }
   return 0;
 }

@@ -117,7 +117,7 @@ int32_t map_table_code(int32_t rc, const char* context) {
     case RPDSQL_OPEN_FAILED:
       return -3;
     default:
-      KYT_TRACE(kModule, kTopic, 1, "calsnd: %d %s", rc, context);
+      KYT_TRACE(kModule, kTopic, 1, "%s returns %d", context, rc);
       return 99;
   }
 }
