@@ -4,6 +4,10 @@
  *        dbadmin dump FILE | write FILE   kytDumpDB / kytWriteDB
  *        dbadmin groups FILE              rpdbd1, rpdbd2, rpdbd3 appended to FILE
  *        dbadmin group1 FILE              rpdbw1: loads group 1's lines of FILE
+ *        dbadmin groups23 FILE            rpdbw2, rpdbw3: load groups 2 and 3 of FILE
+ *        dbadmin partial FILE             kytDumpParameter, kytDumpUser,
+ *                                         kytDumpResidentReceiveEntries, kytDumpJobstartEntries,
+ *                                         DumpStationInfoTables1..3 into FILE.1 .. FILE.7
  *        dbadmin stations FILE            kytDumpStations with time
  *        dbadmin ru FILE                  kytDumpRU
  *        dbadmin version                  prints "version V|DATE"
@@ -50,6 +54,26 @@ int main(int argc, char **argv) {
     if (rc == 0) rc = rpdbd3(file);
   } else if (strcmp(op, "group1") == 0) {
     rc = rpdbw1(file);
+  } else if (strcmp(op, "groups23") == 0) {
+    rc = rpdbw2(file);
+    if (rc == 0) rc = rpdbw3(file);
+  } else if (strcmp(op, "partial") == 0) {
+    int32_t (*const dumps[])(const char *, int32_t) = {
+        kytDumpParameter, kytDumpUser, kytDumpResidentReceiveEntries, kytDumpJobstartEntries};
+    int32_t (*const tables[])(const char *) = {DumpStationInfoTables1, DumpStationInfoTables2,
+                                               DumpStationInfoTables3};
+    char name[1024];
+    rc = 0;
+    for (int i = 0; i < 7 && rc == 0; ++i) {
+      snprintf(name, sizeof name, "%s.%d", file, i + 1);
+      if (i < 4) {
+        rc = dumps[i](name, 0);
+      } else {
+        FILE *f = fopen(name, "wb");  /* they append */
+        if (f != NULL) fclose(f);
+        rc = tables[i - 4](name);
+      }
+    }
   } else if (strcmp(op, "stations") == 0) {
     rc = kytDumpStations(file, 1);
   } else if (strcmp(op, "ru") == 0) {

@@ -44,6 +44,16 @@ run dump d2.dmp
 check "loaded back unchanged" "$(tail -n +3 d1.dmp)" "$(tail -n +3 d2.dmp)"
 run group1 g.dmp
 check "rpdbw1: rc" "rc 0" "$(printf '%s\n' "$out" | tail -1)"
+run groups23 g.dmp
+check "rpdbw2, rpdbw3: rc" "rc 0" "$(printf '%s\n' "$out" | tail -1)"
+run dump d3.dmp
+check "groups loaded back unchanged" "$(tail -n +3 d1.dmp)" "$(tail -n +3 d3.dmp)"
+run partial p
+check "partial dumps: rc" "rc 0" "$(printf '%s\n' "$out" | tail -1)"
+check "parameters: every PT row" "$(grep -c '^PT ' d1.dmp)" "$(grep -c '^PT ' p.1)"
+check "users: every BT row" "$(grep -c '^BT ' d1.dmp)" "$(grep -c '^BT ' p.2)"
+check "receive entries: RE only" "0" "$(grep -v '^\*' p.3 | grep -v '^$' | grep -vc '^RE ' || true)"
+check "jobs: JS only" "0" "$(grep -v '^\*' p.4 | grep -v '^$' | grep -vc '^JS ' || true)"
 run write missing.dmp
 check "write missing: rc" "rc 2" "$(printf '%s\n' "$out" | tail -1)"
 check "write missing: message" "msg: E DATASET_NOT_EXIST" "$(printf '%s\n' "$out" | grep DATASET)"

@@ -14,6 +14,15 @@ int main(int argc, char **argv) {
   int32_t len, klen, rc, n = 0;
   kyt_error_info info;
   if (argc != 2) return 2;
+  if (strcmp(argv[1], "mw") == 0) {  /* registered and gone again; the caller is known */
+    char uid[21];
+    printf("mwinit %ld", (long)kytcalMWInit());
+    printf(" mwuninit %ld", (long)kytcalMWUninit());
+    printf(" again %ld", (long)kytcalMWUninit());
+    printf(" user %ld", (long)kytGetUser(uid));
+    printf(" %s\n", uid);
+    return 0;
+  }
   if (strcmp(argv[1], "init") == 0) {
     int32_t made = rpdini();
     printf("init %ld %ld\n", (long)made, (long)rpdipr(NULL));

@@ -24,6 +24,12 @@ run sql "SELECT VAL FROM PT WHERE NAME = 'SLEEP'"
 check "parameter written" "45" "$out"
 run sql "SELECT KYTID, PTYPE, FLGFLUSH FROM RI"
 check "monitor flagged, client registered" "$(printf '%s\n' '1|M|68' '2|W|0')" "$out"
+COMMAND=$CLIENT
+KYT_USER=clerk7 run mw
+check "registration undone, caller named" "mwinit 0 mwuninit 0 again 0 user 0 CLERK7" "$out"
+COMMAND=$HELPER
+run sql "SELECT KYTID, PTYPE FROM RI"
+check "no row left by it" "$(printf '%s\n' '1|M' '2|W')" "$out"
 run sql "SELECT KEY FROM TT"
 check "user info rows" "note" "$out"
 finish userinfo
