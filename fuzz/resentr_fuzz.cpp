@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   kyt::cmd_msg msg;
   const int32_t rc = kyt::rpxcie(set, line, &msg);
   const int32_t cn = kyt::api::command_number();
-  check(rc == 0 || rc == -5 || rc == -7 || (rc >= 2 && rc <= 6) || rc == 13 || rc == 14 ||
+  check(rc == 0 || rc == -5 || rc == -7 || (rc >= 1 && rc <= 6) || rc == 13 || rc == 14 ||
         rc == 16 || rc == 17 || rc == 19 || rc == 99 || rc == 256120);
   if (rc == 0 && cn > 0) {
     kyt_re_elem e{};

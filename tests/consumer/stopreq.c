@@ -39,9 +39,10 @@ int main(int argc, char **argv) {
     expect("ResetStopRequest", ResetStopRequest(KYT_STOP_XMT | KYT_STOP_COM), 0);
     expect("CheckStopRequest after reset", CheckStopRequest(31, 0), 0);
     expect("xmt_send without transmitter", xmt_send('a'), 99);
-    /* No transmitter program in this installation: starting it fails with the system's
-     * "no such file" (2 on both systems), and every path that would start it answers 99. */
-    expect("xmt_spawn without the program", xmt_spawn(), 2);
+    /* No transmitter program in this installation: starting it fails with the system's error
+     * (no such file or path: 2 or 3), and every path that would start it answers 99. */
+    int32_t rc = xmt_spawn();
+    if (rc != 2 && rc != 3) expect("xmt_spawn without the program", rc, 2);
     expect("xmt_start without the program", xmt_start(), 99);
     expect("xmt_activate", xmt_activate(), 99);
     expect("xmt_poll", xmt_poll(), 99);
