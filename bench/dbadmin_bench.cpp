@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "benchutil.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
@@ -21,15 +22,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-double since(Clock::time_point t) {
-  return std::chrono::duration<double>(Clock::now() - t).count();
-}
+using kyt::bench::Clock;
+using kyt::bench::since;
 
-int die(const char* what, long rc) {
-  std::fprintf(stderr, "dbadmin_bench: %s failed (%ld)\n", what, rc);
-  return 1;
-}
+int die(const char* what, long rc) { return kyt::bench::fail("dbadmin_bench", what, rc); }
 
 std::string sep() { return std::string(1, kyt::platform::path_separator()); }
 

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <string>
 
+#include "benchutil.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
 #include "services/services.h"
@@ -24,15 +25,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-double since(Clock::time_point t) {
-  return std::chrono::duration<double>(Clock::now() - t).count();
-}
+using kyt::bench::Clock;
+using kyt::bench::since;
 
-int die(const char* what, long rc) {
-  std::fprintf(stderr, "import_bench: %s failed (%ld)\n", what, rc);
-  return 1;
-}
+int die(const char* what, long rc) { return kyt::bench::fail("import_bench", what, rc); }
 
 std::string sid(long i) {
   char b[24];

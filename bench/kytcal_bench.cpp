@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <string>
 
+#include "benchutil.h"
 #include "api/kytcmd.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
@@ -25,15 +26,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-double since(Clock::time_point t) {
-  return std::chrono::duration<double>(Clock::now() - t).count();
-}
+using kyt::bench::Clock;
+using kyt::bench::since;
 
-int die(const char* what, long rc) {
-  std::fprintf(stderr, "kytcal_bench: %s failed (%ld)\n", what, rc);
-  return 1;
-}
+int die(const char* what, long rc) { return kyt::bench::fail("kytcal_bench", what, rc); }
 
 }  // namespace
 

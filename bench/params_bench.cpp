@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <string>
 
+#include "benchutil.h"
 #include "platform/platform.h"
 #include "runtime/lpdsn.h"
 #include "services/rpdipr.h"
@@ -23,15 +24,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-double since(Clock::time_point t) {
-  return std::chrono::duration<double>(Clock::now() - t).count();
-}
+using kyt::bench::Clock;
+using kyt::bench::since;
 
-int die(const char* what, long rc) {
-  std::fprintf(stderr, "params_bench: %s failed (%ld)\n", what, rc);
-  return 1;
-}
+int die(const char* what, long rc) { return kyt::bench::fail("params_bench", what, rc); }
 
 }  // namespace
 

@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <string>
 
+#include "benchutil.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
@@ -22,15 +23,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-double since(Clock::time_point t) {
-  return std::chrono::duration<double>(Clock::now() - t).count();
-}
+using kyt::bench::Clock;
+using kyt::bench::since;
 
-int die(const char* what, long rc) {
-  std::fprintf(stderr, "send_bench: %s failed (%ld)\n", what, rc);
-  return 1;
-}
+int die(const char* what, long rc) { return kyt::bench::fail("send_bench", what, rc); }
 
 bool exec(sqlite3* db, const char* sql) {
   char* err = nullptr;
