@@ -76,16 +76,16 @@ namespace {
 
 // The registries of the pool: every pool and every open block file.
 struct State {
-  Pool* pools = nullptr;
-  BFile* bfiles = nullptr;
+  Registry<Pool> pools;
+  Registry<BFile> bfiles;
 };
 State& st() {
   static State s;
   return s;
 }
 
-bool pool_member(const Pool* p) { return on_list<Pool>(st().pools, p); }
-bool bfile_member(const BFile* b) { return on_list<BFile>(st().bfiles, b); }
+bool pool_member(const Pool* p) { return st().pools.has(p); }
+bool bfile_member(const BFile* b) { return st().bfiles.has(b); }
 
 // ---- block index ----
 
@@ -263,12 +263,11 @@ Pool* make_pool(int bufsize, int n) {
     return nullptr;
   }
   p->bufsize = bufsize;
-  p->next = st().pools;
-  st().pools = p;
+  st().pools.push(p);
   int added = add_bufs(p, n);
   if (added < n) {
     rmv_bufs(p, added);
-    unlink_from(&st().pools, p);
+    st().pools.unlink(p);
     delete[] p->slots;
     delete p;
     bp_errno = kBpMemory;
@@ -354,7 +353,7 @@ int free_pool(Pool* p) {
     free_buf(b);
     b = next;
   }
-  unlink_from(&st().pools, p);
+  st().pools.unlink(p);
   delete[] p->slots;
   delete p;
   return rc;
@@ -422,8 +421,7 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   bf->blksize = static_cast<int>(size);
   if (got >= static_cast<int64_t>(size)) bf->block0 = std::move(first);
   bf->pool = pool;
-  bf->next = st().bfiles;
-  st().bfiles = bf;
+  st().bfiles.push(bf);
   bp_errno = kBpOk;
   return bf;
 }
@@ -505,7 +503,7 @@ int close_bfile(BFile* bf) {
   }
   const int saved = bp_errno;
   if (!bf->readonly) bf->file.unlock_header();
-  unlink_from(&st().bfiles, bf);
+  st().bfiles.unlink(bf);
   delete bf;
   bp_errno = rc == 1 ? kBpOk : saved;
   return rc;
@@ -615,14 +613,8 @@ int64_t bfile_relock_header(BFile* bf) { return bf->file.relock_header(); }
 
 void forget_pools_for_tests() {
   State& s = st();
-  while (s.bfiles != nullptr) {
-    BFile* b = s.bfiles;
-    s.bfiles = b->next;
-    delete b;
-  }
-  while (s.pools != nullptr) {
-    Pool* p = s.pools;
-    s.pools = p->next;
+  while (BFile* b = s.bfiles.pop()) delete b;
+  while (Pool* p = s.pools.pop()) {
     Buf* b = p->first;
     while (b != nullptr) {
       Buf* next = b->next;

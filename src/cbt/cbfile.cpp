@@ -23,8 +23,8 @@ constexpr const char* kModule = "bufpool";
 constexpr int kScratchCount = 8;
 
 struct State {
-  TreeFile* trees = nullptr;
-  CbCursor* cursors = nullptr;
+  Registry<TreeFile> trees;
+  Registry<CbCursor> cursors;
   Pool* pool = nullptr;  // the layer's pool
   int bufsize = 0;       // 0: not initialised
   int bufcount = 0;
@@ -40,9 +40,9 @@ State& st() {
 
 // ---- registries of the B-tree layer ----
 
-bool cursor_registered(const CbCursor* c) { return on_list<CbCursor>(st().cursors, c); }
-bool treefile_registered(const TreeFile* tf) { return on_list<TreeFile>(st().trees, tf); }
-CbCursor* cursor_list() { return st().cursors; }
+bool cursor_registered(const CbCursor* c) { return st().cursors.has(c); }
+bool treefile_registered(const TreeFile* tf) { return st().trees.has(tf); }
+CbCursor* cursor_list() { return st().cursors.head(); }
 int cb_buffer_size() { return st().bufsize; }
 
 uint8_t* scratch_take() {
@@ -271,18 +271,17 @@ CbCursor* make_cursor(TreeFile* tf, CbCompare cmp) {
   if (c == nullptr) return nullptr;
   c->tf = tf;
   c->cmp = cmp != nullptr ? cmp : cb_default_compare;
-  c->next = st().cursors;
-  st().cursors = c;
+  st().cursors.push(c);
   return c;
 }
 
 void drop_cursor(CbCursor* c) {
-  unlink_from(&st().cursors, c);
+  st().cursors.unlink(c);
   delete c;
 }
 
 TreeFile* find_tree(const char* name) {
-  for (TreeFile* t = st().trees; t != nullptr; t = t->next) {
+  for (TreeFile* t = st().trees.head(); t != nullptr; t = t->next) {
     if (t->name == name) return t;
   }
   return nullptr;
@@ -297,13 +296,12 @@ TreeFile* make_tree(const char* name) {
     delete t;
     return nullptr;
   }
-  t->next = st().trees;
-  st().trees = t;
+  st().trees.push(t);
   return t;
 }
 
 void drop_tree(TreeFile* t) {
-  unlink_from(&st().trees, t);
+  st().trees.unlink(t);
   delete t;
 }
 
@@ -376,7 +374,7 @@ int cbexit() {
   }
   int rc = 1;
   int e = 0, k = kStepNone;
-  CbCursor* c = s.cursors;
+  CbCursor* c = s.cursors.head();
   while (c != nullptr) {
     CbCursor* next = c->next;
     if (cbclose(c) != 1 && rc == 1) {
@@ -630,8 +628,8 @@ int cbresume(CbCursor* c) {
 
 void cb_reset_for_tests() {
   State& s = st();
-  while (s.cursors != nullptr) drop_cursor(s.cursors);
-  while (s.trees != nullptr) drop_tree(s.trees);
+  while (s.cursors.head() != nullptr) drop_cursor(s.cursors.head());
+  while (s.trees.head() != nullptr) drop_tree(s.trees.head());
   forget_pools_for_tests();
   for (auto& q : s.scratch) {
     ::operator delete(q);

@@ -233,6 +233,17 @@ bool read_integer(std::string_view t, int64_t* v) {
   // As "%ld" reads: blanks, a sign, the digits; what follows them is not looked at.
   // Beyond 2^62 is far beyond any column, and refused rather than brought into range.
   constexpr int64_t kLimit = int64_t{1} << 62;
+  // Stored integer fields are "%+0*ld": a sign and at most 18 digits is the whole text. Read
+  // directly; it is what every row of a scan brings, and the answer is the general reader's.
+  if (t.size() >= 2 && t.size() <= 19 && (t[0] == '+' || t[0] == '-')) {
+    int64_t m = 0;
+    size_t k = 1;
+    for (; k < t.size() && t[k] >= '0' && t[k] <= '9'; ++k) m = m * 10 + (t[k] - '0');
+    if (k == t.size()) {
+      *v = t[0] == '-' ? -m : m;
+      return true;
+    }
+  }
   int64_t x = 0;
   size_t used = 0;
   if (parse_int(t, -kLimit, kLimit, &x, NumSyntax{true, true}, &used) != NumText::kOk) return false;
