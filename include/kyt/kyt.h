@@ -895,6 +895,22 @@ int32_t kytcalTouchRI(void);
 /* As kytcalTouchRI, whatever the time since the last refresh. */
 int32_t kytcalForcedTouchRI(void);
 
+/* The cursor mode of this process's SQL layer, for the cursors declared from then on (rpdsql
+ * "DECLARE ..."; the list calls of this header declare theirs the same way). A cursor keeps
+ * the mode it was declared with.
+ *   2  stable (the mode at start): each FETCH reads the next row from the table; the cursor
+ *      holds its table, and so locks it against every other process of the station, from
+ *      DECLARE to CLOSE.
+ *   1  snapshot: DECLARE reads every row of the result into memory and gives the table back
+ *      at once, so other processes can use it while the cursor is walked; FETCH delivers the
+ *      rows as they were at DECLARE. For lists walked slowly; costs the memory of the result.
+ * kytcalSetListCursor takes the mode from the environment variable KYTLISTCURSOR,
+ * kytcalSetNormalCursor from KYTNORMALCURSOR: a decimal number, 2 when the variable is not
+ * set or empty. A client sets the list mode before walking a list and the normal mode
+ * after it. 0; -5 for a value that is not 1 or 2 (the mode stays as it was; traced). */
+int32_t kytcalSetListCursor(void);
+int32_t kytcalSetNormalCursor(void);
+
 /* The last error recorded for a command (a row of FK). */
 typedef struct kyt_error_info {
   int32_t err;          /* the error code */

@@ -103,6 +103,24 @@ int32_t touch(bool forced) {
   return 0;
 }
 
+// Sets the SQL layer's cursor mode from `variable`: its decimal value, 2 (stable) when it is
+// not set or empty. 0, or -5 (mode unchanged) for a value that is no mode.
+int32_t cursor_mode_from(const char* variable) {
+  std::string text;
+  int64_t mode = kCursorStable;
+  if (platform::get_env(variable, &text) && !text.empty() &&
+      parse_int(text, 0, INT32_MAX, &mode, NumSyntax{.blanks = true, .sign = true}, nullptr) !=
+          NumText::kOk)
+    mode = -1;
+  if (!isa_set_cursor_mode(static_cast<int>(mode))) {
+    KYT_TRACE(kModule, kTopic, 1, "%s=%s is no cursor mode (1 snapshot, 2 stable)", variable,
+              text.c_str());
+    return -5;
+  }
+  KYT_TRACE(kModule, kTopic, 3, "cursor mode %d from %s", static_cast<int>(mode), variable);
+  return 0;
+}
+
 }  // namespace
 
 int32_t map_table_code(int32_t rc, const char* context) {
@@ -384,6 +402,17 @@ extern "C" int32_t kytcalTouchRI(void) {
 extern "C" int32_t kytcalForcedTouchRI(void) {
   return kyt::api_guard("kytcalForcedTouchRI",
                         [&]() -> int32_t { return kyt::api::touch(true); });
+}
+
+extern "C" int32_t kytcalSetListCursor(void) {
+  return kyt::api_guard("kytcalSetListCursor",
+                        [&]() -> int32_t { return kyt::api::cursor_mode_from("KYTLISTCURSOR"); });
+}
+
+extern "C" int32_t kytcalSetNormalCursor(void) {
+  return kyt::api_guard("kytcalSetNormalCursor", [&]() -> int32_t {
+    return kyt::api::cursor_mode_from("KYTNORMALCURSOR");
+  });
 }
 
 // ---- errors ------------------------------------------------------------------------------

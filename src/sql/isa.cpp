@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "cbt/cbt.h"
 #include "isam/isam.h"
@@ -52,6 +53,15 @@ struct CURSOR {
   SQLDA in, out;                   // Ep_sqlda_in, Ep_sqlda_out
   std::vector<std::string> texts;  // copies of the input texts
   double floats[kSqldaSize] = {};
+  // A snapshot cursor (kCursorSnapshot): the rows read at open, each as its selected fields
+  // in select-list order, every field ending in a zero; `next` is the offset of the first
+  // field of the next row to deliver, `left` the number of rows not yet delivered, `row`
+  // the fields of the row delivered last.
+  bool snapshot = false;
+  std::vector<char> kept;
+  size_t next = 0;
+  size_t left = 0;
+  std::vector<const char*> row;
 };
 
 struct Slot {
@@ -64,6 +74,7 @@ struct Slot {
 
 struct State {
   bool open = false;
+  int cursor_mode = kCursorStable;
   std::string dbname;
   Slot slots[kMaxCursors];
   Slot* head = nullptr;
@@ -364,14 +375,60 @@ int32_t isa950_put_input(int32_t cursor_id, std::span<const HostVar> input) {
   return OK_STATE;
 }
 
+namespace {
+
+// Reads every row of a snapshot cursor's open scan into the cursor. OK_STATE, or the
+// scan's status, or RC_INTERNAL_ERROR when memory runs out.
+int32_t take_snapshot(CURSOR* c) {
+  const PLIST<COLREF>& cols = c->p_stmt->cols;
+  try {
+    c->row.assign(cols.count, nullptr);
+    for (;;) {
+      const int32_t rc = c->scan.next();
+      if (rc == 0) return OK_STATE;
+      if (rc != 1) return rc;
+      for (const COLREF& r : cols) {
+        const char* f = c->scan.fields()[r.p_col->colno - 1];
+        c->kept.insert(c->kept.end(), f, f + std::strlen(f) + 1);
+      }
+      ++c->left;
+    }
+  } catch (const std::bad_alloc&) {
+    KYT_TRACE(kModule, kTopic, 1, "snapshot of %zu rows: out of memory", c->left);
+    return RC_INTERNAL_ERROR;
+  }
+}
+
+}  // namespace
+
+bool isa_set_cursor_mode(int mode) {
+  if (mode != kCursorSnapshot && mode != kCursorStable) return false;
+  st().cursor_mode = mode;
+  return true;
+}
+
+int isa_cursor_mode() { return st().cursor_mode; }
+
 int32_t isa203_open_cursor(int32_t cursor_id) {
   CURSOR* c = find_cursor(cursor_id);
   if (!KYT_ISACHECK(c != nullptr, DBI_E_CURSOR, "err_return")) return DBI_E_CURSOR;
   STMT* p = c->p_stmt;
   if (p->kind != kStmtSelect) return exec_statement(p);
   c->flg_open = false;
+  c->snapshot = st().cursor_mode == kCursorSnapshot;
+  c->kept.clear();
+  c->next = c->left = 0;
   int32_t rc = c->scan.open(p->p_td->ts, &p->order, p->p_where);
   if (rc != RC_OK) return rc;
+  if (c->snapshot) {
+    rc = take_snapshot(c);
+    c->scan.close();  // the table goes back now, whatever the reading brought
+    if (rc != OK_STATE) {
+      c->kept.clear();
+      c->left = 0;
+      return rc;
+    }
+  }
   c->flg_open = true;
   return OK_STATE;
 }
@@ -381,9 +438,24 @@ namespace {
 // The next row of an open cursor: 1, DBI_W_END_FETCH, or a status.
 int32_t next_row(CURSOR* c) {
   if (c == nullptr || !c->flg_open) return DBI_E_CURNOTOPE;
+  if (c->snapshot) {
+    if (c->left == 0) return DBI_W_END_FETCH;
+    --c->left;
+    for (const char*& f : c->row) {
+      f = c->kept.data() + c->next;
+      c->next += std::strlen(f) + 1;
+    }
+    return 1;
+  }
   int32_t rc = c->scan.next();
   if (rc == 0) return DBI_W_END_FETCH;
   return rc;
+}
+
+// The stored field of select-list column i of the row delivered last.
+const char* selected_field(const CURSOR* c, uint32_t i) {
+  if (c->snapshot) return c->row[i];
+  return c->scan.fields()[c->p_stmt->cols[i].p_col->colno - 1];
 }
 
 }  // namespace
@@ -401,7 +473,7 @@ int32_t isa204_fetch(int32_t cursor_id, std::span<const HostVar> output) {
   for (size_t i = 0; i < output.size(); ++i) {
     const COLDESC* col = p->cols[static_cast<uint32_t>(i)].p_col;
     const HostVar& h = output[i];
-    rc = field_to_host(*col, c->scan.fields()[col->colno - 1], h.type, h.addr,
+    rc = field_to_host(*col, selected_field(c, static_cast<uint32_t>(i)), h.type, h.addr,
                        field_capacity(*col));
     if (rc != RC_OK) {
       KYT_TRACE(kModule, kTopic, 1, "fetch of column %s: %s", col->s_colname, sql_status_text(rc));
@@ -417,8 +489,9 @@ int32_t isa_fetch_texts(int32_t cursor_id, std::vector<std::optional<std::string
   CURSOR* c = find_cursor(cursor_id);
   int32_t rc = next_row(c);
   if (rc != 1) return rc;
-  for (const COLREF& r : c->p_stmt->cols) {
-    const char* f = c->scan.fields()[r.p_col->colno - 1];
+  for (uint32_t i = 0; i < c->p_stmt->cols.count; ++i) {
+    const COLREF& r = c->p_stmt->cols[i];
+    const char* f = selected_field(c, i);
     if (r.p_col->type != kTypeChar && *f == '\0') {
       row->emplace_back();
       continue;
@@ -605,6 +678,7 @@ void isa_reset_for_tests() {
   s.names.clear();
   s.reset_list();
   s.open = false;
+  s.cursor_mode = kCursorStable;
   s.dbname.clear();
   isatrans_reset_for_tests();
   clear_tab_descs();

@@ -45,6 +45,21 @@ bool isa_db_open();
 // processes, until the database is closed; without, an unused table gives up its locks at
 // once (see exe_keep_tables_open).
 void isa_keep_tables_open(bool keep);
+// Cursor modes: how a cursor declared from now on reads its table.
+//   kCursorStable (2, the mode at start): each FETCH reads the next row from the table, so
+//     a row changed behind the cursor's position is seen as it is now; the cursor holds its
+//     table, and the table's file lock against other processes, from DECLARE to CLOSE.
+//   kCursorSnapshot (1): DECLARE reads every row the SELECT delivers into the cursor (the
+//     selected fields only) and gives the table back at once (other processes can then use
+//     it, unless this process's transaction or DBHOLD keeps it); each FETCH hands out the
+//     next kept row. The cursor sees the table as it was at DECLARE. Meant for lists walked
+//     at a person's pace; it costs the memory of the whole result.
+// A cursor keeps the mode it was declared with. false, and nothing changed, for another
+// number.
+constexpr int kCursorSnapshot = 1;
+constexpr int kCursorStable = 2;
+bool isa_set_cursor_mode(int mode);
+int isa_cursor_mode();
 // Changes of an open transaction not yet committed: closing the database, and the end of
 // the process, roll them back.
 bool isa_uncommitted_work();

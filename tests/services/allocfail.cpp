@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
@@ -142,23 +143,35 @@ TEST_F(AllocFail, ChangesAnswer99AndChangeNothing) {
                          });
 }
 
+// Both cursor modes: a snapshot cursor allocates for every row it keeps.
 TEST_F(AllocFail, ReadAnswers99) {
-  for (int n = 0; n < 2000; ++n) {
-    int32_t cn = 0;
-    g_fail_after = n;
-    const int32_t rc = exec("DECLARE one CURSOR FOR SELECT CN FROM KT", &cn);
-    const bool reached = g_fail_after < 0;
-    g_fail_after = -1;
-    rpdsql("CLOSE one", (const char*)nullptr, (const kyt_hostvar*)nullptr);
-    if (!reached) {
-      EXPECT_EQ(rc, 0);
-      break;
+  ASSERT_EQ(exec("INSERT INTO KT VALUES(?, 'two')", std::make_unique<int32_t>(2).get()), 0);
+  for (int mode : {kCursorStable, kCursorSnapshot}) {
+    ASSERT_TRUE(isa_set_cursor_mode(mode));
+    int failed = 0;
+    for (int n = 0; n < 2000; ++n) {
+      int32_t cn = 0;
+      g_fail_after = n;
+      const int32_t rc = exec("DECLARE one CURSOR FOR SELECT CN FROM KT", &cn);
+      const bool reached = g_fail_after < 0;
+      g_fail_after = -1;
+      const int32_t second = exec("FETCH one", &cn);
+      rpdsql("CLOSE one", (const char*)nullptr, (const kyt_hostvar*)nullptr);
+      if (!reached) {
+        EXPECT_EQ(rc, 0);
+        EXPECT_EQ(second, 0);
+        EXPECT_EQ(cn, 2);
+        break;
+      }
+      ++failed;
+      if (rc != 0) {
+        EXPECT_EQ(rc, KYT_INTERNAL_ERROR) << "mode " << mode << ", allocation " << n;
+      }
+      EXPECT_EQ(cns(), (std::vector<int32_t>{1, 2})) << "mode " << mode << ", allocation " << n;
     }
-    if (rc != 0) {
-      EXPECT_EQ(rc, KYT_INTERNAL_ERROR) << "allocation " << n;
-    }
-    EXPECT_EQ(cns(), std::vector<int32_t>{1}) << "allocation " << n;
+    EXPECT_GT(failed, 0) << "mode " << mode;
   }
+  isa_set_cursor_mode(kCursorStable);
 }
 
 }  // namespace

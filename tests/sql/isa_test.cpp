@@ -345,6 +345,76 @@ TEST_F(IsaTest, OtherProcessesUseTablesBetweenStatements) {
   for (const std::string& p : problems) ADD_FAILURE() << p;
 }
 
+// A snapshot cursor reads its rows at DECLARE and gives the table back: other processes
+// change it meanwhile, and the cursor still delivers the rows as they were, in its order.
+// A cursor keeps the mode it was declared with; a transaction keeps its tables whatever the
+// mode.
+TEST_F(IsaTest, SnapshotCursorsLeaveTheTableToOthers) {
+  make_kt();
+  for (int i = 1; i <= 5; ++i) {
+    ASSERT_EQ(run("INSERT INTO KT VALUES(" + std::to_string(i) + ", 'qn', " + std::to_string(i) +
+                  ", 'n" + std::to_string(i) + "')"),
+              0);
+  }
+  const std::string env = dir_.file("kytenv.dat"), db = dir_.path();
+  auto child = [&](const std::string& statement) {
+    return test::run_role("RpdsqlStatement", {env, db, statement});
+  };
+  EXPECT_EQ(isa_cursor_mode(), kCursorStable);
+  EXPECT_FALSE(isa_set_cursor_mode(0));
+  EXPECT_FALSE(isa_set_cursor_mode(3));
+  EXPECT_EQ(isa_cursor_mode(), kCursorStable);
+
+  int32_t cn = 0;
+  char name[10] = "";
+  std::vector<HostVar> out{{kTypeInteger, &cn}, {kTypeChar, name}};
+  ASSERT_EQ(run("DECLARE STABLE CURSOR FOR SELECT CN, NAME FROM KT", out), 0);
+  ASSERT_TRUE(isa_set_cursor_mode(kCursorSnapshot));
+  ASSERT_EQ(run("DECLARE SNAP CURSOR FOR SELECT CN, NAME FROM KT WHERE PRIORITY > 1 "
+                "ORDER BY CN DESC",
+                out),
+            0);
+  EXPECT_EQ(cn, 5);
+  EXPECT_STREQ(name, "n5");
+  EXPECT_EQ(child("DELETE FROM KT WHERE CN = 4"), 1) << "the stable cursor still holds KT";
+  ASSERT_EQ(run("CLOSE STABLE"), 0);
+  EXPECT_EQ(child("DELETE FROM KT WHERE CN = 4"), 0);
+  EXPECT_EQ(child("INSERT INTO KT VALUES(6, 'qn', 6, 'n6')"), 0);
+  std::vector<std::string> got;
+  while (run("FETCH SNAP", out) == 0) got.push_back(std::to_string(cn) + "|" + name);
+  EXPECT_EQ(got, (std::vector<std::string>{"4|n4", "3|n3", "2|n2"}));
+  EXPECT_EQ(run("FETCH SNAP", out), RPDSQL_NOT_FOUND);
+  ASSERT_EQ(run("CLOSE SNAP"), 0);
+
+  // Read through isa_fetch_texts too (kytadm sql), empty results included.
+  EXPECT_EQ(rows("SELECT CN, NAME FROM KT WHERE CN > 2"),
+            (std::vector<std::string>{"3|n3", "5|n5", "6|n6"}));
+  int32_t status = 0;
+  EXPECT_TRUE(rows("SELECT CN FROM KT WHERE CN > 99", &status).empty());
+  EXPECT_EQ(status, DBI_W_END_FETCH);
+  EXPECT_EQ(run("DECLARE NONE CURSOR FOR SELECT CN, NAME FROM KT WHERE CN > 99", out),
+            RPDSQL_NOT_FOUND);
+  ASSERT_EQ(run("CLOSE NONE"), 0);
+
+  // Inside a transaction the snapshot sees the transaction's own rows, and the table stays
+  // this process's until the transaction ends.
+  ASSERT_EQ(run("SET AUTOCOMMIT OFF"), 0);
+  ASSERT_EQ(run("INSERT INTO KT VALUES(7, 'qn', 7, 'n7')"), 0);
+  ASSERT_EQ(run("DECLARE SNAP CURSOR FOR SELECT CN, NAME FROM KT WHERE CN > 5", out), 0);
+  EXPECT_EQ(cn, 6);
+  EXPECT_EQ(child("INSERT INTO KT VALUES(8, 'qn', 8, 'n8')"), 1);
+  ASSERT_EQ(run("ROLLBACK WORK"), 0);
+  ASSERT_EQ(run("SET AUTOCOMMIT ON"), 0);
+  EXPECT_EQ(run("FETCH SNAP", out), 0);
+  EXPECT_EQ(cn, 7) << "kept as read";
+  ASSERT_EQ(run("CLOSE SNAP"), 0);
+  EXPECT_EQ(child("INSERT INTO KT VALUES(8, 'qn', 8, 'n8')"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT WHERE CN > 5"), (std::vector<std::string>{"6", "8"}));
+  std::vector<std::string> problems;
+  EXPECT_TRUE(icheck_db(dir_.file("KT").c_str(), &problems, 10));
+  for (const std::string& p : problems) ADD_FAILURE() << p;
+}
+
 TEST_F(IsaTest, ClientProgramInC) { EXPECT_EQ(rpdsql_client_steps(), 0); }
 
 }  // namespace
