@@ -262,6 +262,8 @@ void isa_keep_tables_open(bool keep) { exe_keep_tables_open(keep); }
 bool isa_db_open() { return st().open; }
 bool isa_uncommitted_work() { return st().open && trans_pending(); }
 
+bool isa_transaction_open() { return st().open && trans_open(); }
+
 int32_t isa300_start_trans(int mode) {
   (void)mode;  // DBI_RW_TRANS: every transaction may write
   if (!KYT_ISACHECK(st().open, DBI_E_NOT_OPEN, "ret1")) return DBI_E_NOT_OPEN;
@@ -394,7 +396,8 @@ int32_t take_snapshot(CURSOR* c) {
       ++c->left;
     }
   } catch (const std::bad_alloc&) {
-    KYT_TRACE(kModule, kTopic, 1, "snapshot of %zu rows: out of memory", c->left);
+    KYT_TRACE(kModule, kTopic, 1, "snapshot of %lu rows: out of memory",
+              static_cast<unsigned long>(c->left));
     return RC_INTERNAL_ERROR;
   }
 }

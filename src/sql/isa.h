@@ -63,6 +63,8 @@ int isa_cursor_mode();
 // Changes of an open transaction not yet committed: closing the database, and the end of
 // the process, roll them back.
 bool isa_uncommitted_work();
+// Whether a transaction is open ("SET AUTOCOMMIT OFF" without its "ON" yet).
+bool isa_transaction_open();
 int32_t isa300_start_trans(int mode);
 int32_t isa310_end_trans(int how);
 int32_t isa801_alloc_cursor(int32_t* cursor_id);

@@ -30,6 +30,9 @@ struct State {
   std::string buffer;     // the statement buffer
   int depth = 0;          // transaction nesting
   int begins = 0;
+  // The outermost begin found a transaction the caller had opened with its own "SET
+  // AUTOCOMMIT OFF": the nested work joins it, and only the caller ends it.
+  bool borrowed = false;
 };
 
 State& st() {
@@ -125,7 +128,15 @@ int32_t sqlSetAutocommOff() {
   State& s = st();
   ++s.depth;
   if (++s.begins > 100) KYT_TRACE(kModule, kTopic, 1, "autocommit error ? count = %d", s.begins);
-  return s.depth == 1 ? rpdsql_run("SET AUTOCOMMIT OFF") : OK_STATE;
+  if (s.depth != 1) return OK_STATE;
+  // Beginning again inside the caller's own transaction would be refused, and the rollback
+  // that follows a refusal would take the caller's work with it.
+  s.borrowed = s.open && isa_transaction_open();
+  if (s.borrowed) {
+    KYT_TRACE(kModule, kTopic, 3, "nested in the caller's transaction");
+    return OK_STATE;
+  }
+  return rpdsql_run("SET AUTOCOMMIT OFF");
 }
 
 int32_t sqlSetAutocommOn() {
@@ -137,12 +148,22 @@ int32_t sqlSetAutocommOn() {
   }
   if (s.depth > 0) return OK_STATE;
   s.begins = 0;
+  if (s.borrowed) {
+    s.borrowed = false;
+    return OK_STATE;
+  }
   return rpdsql_run("SET AUTOCOMMIT ON");
 }
 
-int32_t sqlCommit() { return rpdsql_run("COMMIT WORK"); }
+int32_t sqlCommit() {
+  // Inside the caller's transaction the work is committed with it, by the caller.
+  if (st().borrowed && st().depth > 0) return OK_STATE;
+  return rpdsql_run("COMMIT WORK");
+}
 
 int32_t sqlRollback() {
+  // Inside the caller's transaction too: the whole transaction goes, so that nothing of a
+  // failed unit can be committed later; the caller learns of it by the failure code.
   KYT_TRACE(kModule, kTopic, 1, "Rollback on deep %d", st().depth);
   return rpdsql_run("ROLLBACK WORK");
 }
@@ -172,6 +193,7 @@ void rpdsql_reset_for_tests() {
   s.first = true;
   s.depth = 0;
   s.begins = 0;
+  s.borrowed = false;
   isa_reset_for_tests();
 }
 

@@ -186,6 +186,41 @@ TEST_F(IsaTest, RollbackRestoresEveryChangeAndCommitKeepsThem) {
   EXPECT_TRUE(icheck_db((dir_.path() + "/SYSCOLS").c_str(), &problems, 10));
 }
 
+// A unit of the library (begin, work, commit or rollback, end) called inside a transaction
+// the caller opened itself joins it: its commit is the caller's to make, and its rollback
+// takes the whole transaction, so that nothing of a failed unit is committed later.
+TEST_F(IsaTest, UnitsNestInTheCallersOwnTransaction) {
+  make_kt();
+  auto unit = [&](const std::string& statement, bool ok) {
+    EXPECT_EQ(sqlSetAutocommOff(), 0);
+    EXPECT_EQ(run(statement), 0);
+    EXPECT_EQ(ok ? sqlCommit() : sqlRollback(), 0);
+    EXPECT_EQ(sqlSetAutocommOn(), 0);
+  };
+  ASSERT_EQ(run("SET AUTOCOMMIT OFF"), 0);
+  ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'mine')"), 0);
+  unit("INSERT INTO KT VALUES(2, 'qn', 2, 'unit')", true);
+  EXPECT_TRUE(isa_transaction_open()) << "the caller's transaction goes on";
+  ASSERT_EQ(run("ROLLBACK WORK"), 0);
+  EXPECT_TRUE(rows("SELECT CN FROM KT").empty()) << "the unit's commit was the caller's";
+
+  ASSERT_EQ(run("INSERT INTO KT VALUES(3, 'qn', 3, 'mine')"), 0);
+  unit("INSERT INTO KT VALUES(4, 'qn', 4, 'unit')", true);
+  ASSERT_EQ(run("COMMIT WORK"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"3", "4"}));
+
+  ASSERT_EQ(run("INSERT INTO KT VALUES(5, 'qn', 5, 'mine')"), 0);
+  unit("INSERT INTO KT VALUES(6, 'qn', 6, 'unit')", false);
+  ASSERT_EQ(run("COMMIT WORK"), 0);
+  ASSERT_EQ(run("SET AUTOCOMMIT ON"), 0);
+  EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"3", "4"}));
+
+  // Outside a transaction of the caller a unit is a transaction of its own again.
+  unit("INSERT INTO KT VALUES(7, 'qn', 7, 'unit')", true);
+  EXPECT_FALSE(isa_transaction_open());
+  EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"3", "4", "7"}));
+}
+
 TEST_F(IsaTest, OrderByMakesOneSortIndexAndScansItBackwards) {
   const SchemaTable* js = schema_table("JS");
   ASSERT_NE(js, nullptr);
