@@ -61,7 +61,11 @@ typedef struct kyt_hostvar {
  * status of the statement.
  * Transactions: after "SET AUTOCOMMIT OFF" changes wait for "COMMIT WORK". Work not
  * committed when the process ends (returning from main, exit()) or the database is closed
- * ("CLOSE DB") is rolled back; cursors left declared are closed then, without harm. */
+ * ("CLOSE DB") is rolled back; cursors left declared are closed then, without harm.
+ * A call of this library that changes several rows as one unit (a station update or
+ * deletion, a command, a receive entry, ...), made while such a transaction is open, joins
+ * it: its changes are committed by your "COMMIT WORK"; when it fails it rolls the whole
+ * transaction back, your changes too, and answers its failure code. */
 int32_t rpdsql(const char *piece, ...);
 
 /* ---- Parameters (rows of the parameter table PT) ----

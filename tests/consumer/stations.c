@@ -121,6 +121,14 @@ int main(int argc, char **argv) {
   }
   if (strcmp(argv[1], "write") == 0) return write_stations();
   if (strcmp(argv[1], "list") == 0) return list_stations();
+  if (strcmp(argv[1], "undo") == 0 && argc == 3) {  /* inside the client's own transaction */
+    int32_t off = rpdsql("SET AUTOCOMMIT OFF", (const char *)NULL, (const kyt_hostvar *)NULL);
+    int32_t del = kytDeleteStation(argv[2]);
+    int32_t back = rpdsql("ROLLBACK WORK", (const char *)NULL, (const kyt_hostvar *)NULL);
+    int32_t on = rpdsql("SET AUTOCOMMIT ON", (const char *)NULL, (const kyt_hostvar *)NULL);
+    printf("undo %ld %ld %ld %ld\n", (long)off, (long)del, (long)back, (long)on);
+    return 0;
+  }
   if (strcmp(argv[1], "delete") == 0 && argc == 3) {
     printf("delete %ld\n", (long)kytDeleteStation(argv[2]));
     printf("wake %ld\n", (long)kytWakeMonitor());

@@ -35,6 +35,10 @@ check "list: output" "$(printf '%s\n' 'init 0' 'HUB 1 nk=0 rt=0 op=- tc=- lx=-' 
   'free 0 1')" "$out"
 
 sql "INSERT INTO RI VALUES(7, 'monitor', 'M', 42, 0, 2, 'N'); INSERT INTO RI VALUES(8, 'xmt', 'X', 43, 0, 0, 'N')" >/dev/null
+run undo PARIS
+check "delete in the client's transaction, rolled back" "undo 0 0 0 0" "$out"
+check "ST after the rollback" "$(printf '%s\n' 'HUB' 'PARIS' 'ROME')" "$(sql "SELECT SID FROM ST")"
+check "OP after the rollback" "PARIS" "$(sql "SELECT SID FROM OP")"
 run delete PARIS
 check "delete: output" "$(printf '%s\n' 'delete 0' 'wake 0')" "$out"
 check "ST after delete" "$(printf '%s\n' 'HUB' 'ROME')" "$(sql "SELECT SID FROM ST")"
