@@ -54,6 +54,12 @@ class IsaTest : public ::testing::Test {
     return out;
   }
 
+  // Runs a statement in another process that starts from nothing, as another program of the
+  // station would (SecondProcess.RpdsqlStatement); its exit code.
+  int child(const std::string& statement) {
+    return test::run_role("RpdsqlStatement", {dir_.file("kytenv.dat"), dir_.path(), statement});
+  }
+
   void make_kt() {
     ASSERT_EQ(run("CREATE TABLE KT (CN INTEGER NOT NULL, STATUS CHAR(3) NOT NULL, "
                   "PRIORITY SMALLINT, NAME CHAR(9))"),
@@ -354,11 +360,6 @@ TEST_F(IsaTest, OtherProcessesUseTablesBetweenStatements) {
   make_kt();
   ASSERT_EQ(run("INSERT INTO KT VALUES(1, 'qn', 1, 'here')"), 0);
   EXPECT_EQ(rows("SELECT CN FROM KT"), (std::vector<std::string>{"1"}));
-  // Another process that starts from nothing, as another program of the station would.
-  const std::string env = dir_.file("kytenv.dat"), db = dir_.path();
-  auto child = [&](const std::string& statement) {
-    return test::run_role("RpdsqlStatement", {env, db, statement});
-  };
   EXPECT_EQ(child("INSERT INTO KT VALUES(2, 'qs', 2, 'there')"), 0);
   EXPECT_EQ(rows("SELECT CN, NAME FROM KT"), (std::vector<std::string>{"1|here", "2|there"}));
   EXPECT_EQ(child("UPDATE KT SET NAME = 'changed' WHERE CN = 1"), 0);
@@ -391,10 +392,6 @@ TEST_F(IsaTest, SnapshotCursorsLeaveTheTableToOthers) {
                   ", 'n" + std::to_string(i) + "')"),
               0);
   }
-  const std::string env = dir_.file("kytenv.dat"), db = dir_.path();
-  auto child = [&](const std::string& statement) {
-    return test::run_role("RpdsqlStatement", {env, db, statement});
-  };
   EXPECT_EQ(isa_cursor_mode(), kCursorStable);
   EXPECT_FALSE(isa_set_cursor_mode(0));
   EXPECT_FALSE(isa_set_cursor_mode(3));
