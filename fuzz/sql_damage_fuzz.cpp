@@ -87,11 +87,16 @@ void select_all(const char* text) {
                                 {kyt::kTypeSmallint, &priority},
                                 {kyt::kTypeChar, name},
                                 {kyt::kTypeChar, note}};
-  rc = kyt::rpdsql_run("DECLARE F1 CURSOR FOR SELECT CN, STATUS, PRIORITY, NAME, NOTE FROM KT "
-                       "ORDER BY NAME DESC",
-                       out);
-  for (int n = 0; rc == 0 && n < 100; ++n) rc = kyt::rpdsql_run("FETCH F1", out);
-  kyt::rpdsql_run("CLOSE F1");
+  // Both cursor modes: a snapshot reads every row at DECLARE.
+  for (int mode : {kyt::kCursorStable, kyt::kCursorSnapshot}) {
+    kyt::isa_set_cursor_mode(mode);
+    rc = kyt::rpdsql_run("DECLARE F1 CURSOR FOR SELECT CN, STATUS, PRIORITY, NAME, NOTE FROM KT "
+                         "ORDER BY NAME DESC",
+                         out);
+    for (int n = 0; rc == 0 && n < 100; ++n) rc = kyt::rpdsql_run("FETCH F1", out);
+    kyt::rpdsql_run("CLOSE F1");
+  }
+  kyt::isa_set_cursor_mode(kyt::kCursorStable);
 }
 
 }  // namespace
