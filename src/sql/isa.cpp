@@ -56,11 +56,14 @@ struct CURSOR {
   // A snapshot cursor (kCursorSnapshot): the rows read at open, each as its selected fields
   // in select-list order, every field ending in a zero; `next` is the offset of the first
   // field of the next row to deliver, `left` the number of rows not yet delivered, `row`
-  // the fields of the row delivered last.
+  // the fields of the row delivered last; `end` what the FETCH after the last kept row
+  // answers: DBI_W_END_FETCH, or the status that ended the reading (a damaged row), so that
+  // a snapshot delivers what a stable cursor would, up to the same status.
   bool snapshot = false;
   std::vector<char> kept;
   size_t next = 0;
   size_t left = 0;
+  int32_t end = DBI_W_END_FETCH;
   std::vector<const char*> row;
 };
 
@@ -379,16 +382,19 @@ int32_t isa950_put_input(int32_t cursor_id, std::span<const HostVar> input) {
 
 namespace {
 
-// Reads every row of a snapshot cursor's open scan into the cursor. OK_STATE, or the
-// scan's status, or RC_INTERNAL_ERROR when memory runs out.
+// Reads every row of a snapshot cursor's open scan into the cursor, up to the end or a
+// status of the scan (kept for the FETCH that reaches it). OK_STATE, or RC_INTERNAL_ERROR
+// when memory runs out.
 int32_t take_snapshot(CURSOR* c) {
   const PLIST<COLREF>& cols = c->p_stmt->cols;
   try {
     c->row.assign(cols.count, nullptr);
     for (;;) {
       const int32_t rc = c->scan.next();
-      if (rc == 0) return OK_STATE;
-      if (rc != 1) return rc;
+      if (rc != 1) {
+        c->end = rc == 0 ? DBI_W_END_FETCH : rc;
+        return OK_STATE;
+      }
       for (const COLREF& r : cols) {
         const char* f = c->scan.fields()[r.p_col->colno - 1];
         c->kept.insert(c->kept.end(), f, f + std::strlen(f) + 1);
@@ -421,6 +427,7 @@ int32_t isa203_open_cursor(int32_t cursor_id) {
   c->snapshot = st().cursor_mode == kCursorSnapshot;
   c->kept.clear();
   c->next = c->left = 0;
+  c->end = DBI_W_END_FETCH;
   int32_t rc = c->scan.open(p->p_td->ts, &p->order, p->p_where);
   if (rc != RC_OK) return rc;
   if (c->snapshot) {
@@ -442,7 +449,7 @@ namespace {
 int32_t next_row(CURSOR* c) {
   if (c == nullptr || !c->flg_open) return DBI_E_CURNOTOPE;
   if (c->snapshot) {
-    if (c->left == 0) return DBI_W_END_FETCH;
+    if (c->left == 0) return c->end;
     --c->left;
     for (const char*& f : c->row) {
       f = c->kept.data() + c->next;

@@ -52,8 +52,10 @@ void isa_keep_tables_open(bool keep);
 //   kCursorSnapshot (1): DECLARE reads every row the SELECT delivers into the cursor (the
 //     selected fields only) and gives the table back at once (other processes can then use
 //     it, unless this process's transaction or DBHOLD keeps it); each FETCH hands out the
-//     next kept row. The cursor sees the table as it was at DECLARE. Meant for lists walked
-//     at a person's pace; it costs the memory of the whole result.
+//     next kept row, and after the last the end, or the status that stopped the reading (a
+//     damaged row) where a stable cursor would have met it. The cursor sees the table as it
+//     was at DECLARE. Meant for lists walked at a person's pace; it costs the memory of
+//     the whole result.
 // A cursor keeps the mode it was declared with. false, and nothing changed, for another
 // number.
 constexpr int kCursorSnapshot = 1;

@@ -106,6 +106,12 @@ TEST_F(TableStatusTest, FieldsLongerThanTheirColumnsMakeTheRowDamaged) {
   int32_t rc = 0;
   EXPECT_EQ(fetch_all(&rc), sound);
   EXPECT_EQ(rc, DBI_E_DAMAGED);
+  // A snapshot cursor reads on to the damaged row at DECLARE and answers it where a stable
+  // one would.
+  ASSERT_TRUE(isa_set_cursor_mode(kCursorSnapshot));
+  EXPECT_EQ(fetch_all(&rc), sound);
+  EXPECT_EQ(rc, DBI_E_DAMAGED);
+  ASSERT_TRUE(isa_set_cursor_mode(kCursorStable));
   // Nothing was changed by the refused statements; rows that are not read stay usable.
   EXPECT_EQ(run("UPDATE KT SET NAME = 'two' WHERE CN = 2"), 0);
   EXPECT_EQ(run("DELETE FROM KT WHERE CN = 3"), 0);
