@@ -263,7 +263,11 @@ Pool* make_pool(int bufsize, int n) {
     return nullptr;
   }
   p->bufsize = bufsize;
-  st().pools.push(p);
+  if (!st().pools.push(p)) {
+    delete p;
+    bp_errno = kBpMemory;
+    return nullptr;
+  }
   int added = add_bufs(p, n);
   if (added < n) {
     rmv_bufs(p, added);
@@ -421,7 +425,11 @@ BFile* open_bfile(const char* name, Pool* pool, bool readonly) {
   bf->blksize = static_cast<int>(size);
   if (got >= static_cast<int64_t>(size)) bf->block0 = std::move(first);
   bf->pool = pool;
-  st().bfiles.push(bf);
+  if (!st().bfiles.push(bf)) {
+    delete bf;
+    bp_errno = kBpMemory;
+    return nullptr;
+  }
   bp_errno = kBpOk;
   return bf;
 }

@@ -271,7 +271,10 @@ CbCursor* make_cursor(TreeFile* tf, CbCompare cmp) {
   if (c == nullptr) return nullptr;
   c->tf = tf;
   c->cmp = cmp != nullptr ? cmp : cb_default_compare;
-  st().cursors.push(c);
+  if (!st().cursors.push(c)) {
+    delete c;
+    return nullptr;
+  }
   return c;
 }
 
@@ -296,7 +299,10 @@ TreeFile* make_tree(const char* name) {
     delete t;
     return nullptr;
   }
-  st().trees.push(t);
+  if (!st().trees.push(t)) {
+    delete t;
+    return nullptr;
+  }
   return t;
 }
 

@@ -4,6 +4,9 @@
 #ifndef KYT_CBT_REGISTRY_H
 #define KYT_CBT_REGISTRY_H
 
+#include <new>
+#include <unordered_set>
+
 namespace kyt {
 
 // Whether `item` is on the registry list that starts at `head`.
@@ -25,11 +28,12 @@ void unlink_from(T** head, T* item) {
   }
 }
 
-// One registry list with a few of its recently checked members remembered. Every block and
-// tree operation checks its handles, a row read runs dozens of them over a handful of
-// handles, and walking a list of every open file for each check cost a tenth of a table
-// scan. Invariant: every pointer in `recent` is on the list (unlink forgets it first), so a
-// hit there answers exactly as the walk would; nothing is allocated.
+// One registry list, with a set of its members for the checks and a few members recently
+// checked remembered before that. Every block and tree operation checks its handles: a row
+// read runs dozens of checks over a handful of handles, a flush at the end of a transaction
+// one over each of dozens of cursors, and walking the list for each cost a tenth of a table
+// scan. Invariants: `members_` holds exactly the items on the list, and every pointer in
+// `recent_` is on it (unlink forgets it first), so both answer exactly as the walk would.
 template <typename T>
 class Registry {
  public:
@@ -39,16 +43,26 @@ class Registry {
     for (const T* r : recent_) {
       if (r == item) return true;
     }
-    if (!on_list(head_, item)) return false;
+    if (members_.count(item) == 0) return false;
     recent_[next_++ % kRecent] = item;
     return true;
   }
-  void push(T* item) {
+  // Puts item at the head of the list. false, and nothing changed, when memory runs out.
+  bool push(T* item) {
+    try {
+      members_.insert(item);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
     item->next = head_;
     head_ = item;
+    return true;
   }
   void unlink(T* item) {
-    forget(item);
+    for (const T*& r : recent_) {
+      if (r == item) r = nullptr;
+    }
+    members_.erase(item);
     unlink_from(&head_, item);
   }
   // Takes the head off the list (nullptr when empty).
@@ -59,13 +73,9 @@ class Registry {
   }
 
  private:
-  void forget(const T* item) {
-    for (const T*& r : recent_) {
-      if (r == item) r = nullptr;
-    }
-  }
   static constexpr unsigned kRecent = 4;
   T* head_ = nullptr;
+  std::unordered_set<const T*> members_;
   mutable const T* recent_[kRecent] = {};
   mutable unsigned next_ = 0;
 };
