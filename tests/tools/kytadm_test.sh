@@ -162,6 +162,40 @@ check "catalogue drop refused in words" "kytadm sql: statement 1 \"DROP TABLE SY
 run sql -e sql.env "UPDATE PT SET VAL = 'a very long value that makes the statement text longer' WHERE NAME = 'none' OR NOSUCH = 1"
 check "long statement shortened, column named" "kytadm sql: statement 1 \"UPDATE PT SET VAL = 'a very long value that mak...\": table PT: no column NOSUCH in the table (256085)" "$err"
 
+# A SELECT whose output waits for its reader: with KYTLISTCURSOR=1 the table is free meanwhile,
+# without it the table is held until the rows are printed. 3000 rows of 100 bytes are more
+# than a pipe holds, so the printing kytadm waits for the reader while the table is tried.
+{
+  echo "CREATE TABLE BIG (K INTEGER NOT NULL, T CHAR(101));"
+  echo "SET AUTOCOMMIT OFF;"
+  t=$(printf '%0100d' 0)
+  for k in $(seq 1 3000); do echo "INSERT INTO BIG VALUES($k, '$t');"; done
+  echo "COMMIT WORK"
+} >big.sql
+run sql -e sql.env <big.sql
+check "big table made" 0 "$rc"
+mkfifo big.fifo
+for mode in 1 2; do
+  KYTLISTCURSOR=$mode $RUNNER "$COMMAND" sql -e sql.env "SELECT K, T FROM BIG" >big.fifo 2>/dev/null &
+  printer=$!
+  exec 3<big.fifo
+  IFS= read -r first <&3
+  run sql -e sql.env "INSERT INTO BIG VALUES(0, 'meanwhile')" "DELETE FROM BIG WHERE K = 0"
+  if [ $mode == 1 ]; then
+    check "list mode: the table is free while its rows print" "0 " "$rc $err"
+  else
+    check "stable mode: the table is held while its rows print" "1 kytadm sql: statement 1 \"INSERT INTO BIG VALUES(0, 'meanwhile')\": table BIG: table locked by another process (256120)" "$rc $err"
+  fi
+  rest=$(tr -d '\r' <&3 | wc -l)
+  exec 3<&-
+  wait $printer
+  printed=$?
+  check "KYTLISTCURSOR=$mode: every row printed" "0 1|0000 2999" "$printed ${first:0:6} $((rest))"
+done
+KYTLISTCURSOR=7 run sql -e sql.env "SELECT K FROM BIG WHERE K = 1"
+check "KYTLISTCURSOR=7 refused" "2 kytadm sql: KYTLISTCURSOR=7 is no cursor mode (1 or 2)" "$rc $err"
+run sql -e sql.env "DROP TABLE BIG"
+
 # Environment file faults are named in every subcommand.
 mkdir dir.env
 printf 'DB=x\n\001\002\033\n' >junk.env

@@ -15,6 +15,7 @@
 #include <system_error>
 #include <vector>
 
+#include "kyt/kyt.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
 #include "sql/sql.h"
@@ -411,6 +412,15 @@ bool run_statement(const Statement& st) {
 
 int run_sql(const Args& args) {
   if (read_environment(args) != 0) return kExitUsage;
+  // KYTLISTCURSOR=1: a SELECT reads its rows before it prints them and gives the table back,
+  // so that a slow reader of the output (a pager) holds no table against the station.
+  if (kytcalSetListCursor() != 0) {
+    std::string value;
+    kyt::platform::get_env("KYTLISTCURSOR", &value);
+    std::fprintf(stderr, "kytadm sql: KYTLISTCURSOR=%s is no cursor mode (1 or 2)\n",
+                 value.c_str());
+    return kExitUsage;
+  }
   if (args.has("--create")) {
     const std::string dir = database_directory();
     std::error_code ec;
