@@ -8,8 +8,8 @@
 //   named event               a one-byte state file ("1" signalled,     a named manual-reset
 //   (manual reset)            "0" not) in the run directory             event
 //   unique-process lock       a lock file in the run directory held     a named semaphore
-//                             with flock; the kernel drops the lock     (count 1, maximum 2)
-//                             when the holder dies
+//                             with a lock of its open file; the kernel  (count 1, maximum 2)
+//                             drops the lock when the holder dies
 //   transmitter pipe          a FIFO in the run directory; opening it   a named pipe
 //                             for writing without a reader fails
 //
@@ -81,6 +81,16 @@ class NamedEvent {
 // has it; 99 a failure (the system error left). On Windows a semaphore that exists counts as
 // held, as long as any process keeps a handle of it.
 int32_t unique_take(const char* name, intptr_t* handle);
+// Whether a process holds the lock `name`: 4 held, 0 not, 99 a failure. Only looks (takes,
+// creates and removes nothing), so a process taking the lock at the same moment is never
+// told that it is held by the one asking.
+int32_t unique_test(const char* name);
+// Whether a lock released while another process tests it can live on for the moment of that
+// test, so that a take right after the release may be refused (Windows: a named semaphore
+// lives while any handle to it is open, the tester's too). A lock nobody held is never
+// made by a test, on either platform, so a process starting while others test is not
+// refused.
+bool unique_lingers_while_tested();
 // Lets go of a lock of unique_take (the POSIX lock file is removed first).
 void unique_release(const char* name, intptr_t handle);
 

@@ -1,4 +1,4 @@
-// ipc on POSIX: state files, flock'ed lock files and FIFOs in the run directory.
+// ipc on POSIX: state files, locked files and FIFOs in the run directory.
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
@@ -147,15 +147,20 @@ int32_t unique_take(const char* name, intptr_t* handle) {
   for (int attempt = 0; attempt < 100; ++attempt) {
     const int fd = open_cloexec(path.c_str(), O_RDWR | O_CREAT, 0666);
     if (fd < 0) return 99;
+    // A lock of the open file (not of the process): it goes with the last descriptor of
+    // this open, so when the holder dies, and a second open in the same process conflicts.
+    struct flock fl = {};
+    fl.l_type = F_WRLCK;
+    fl.l_whence = SEEK_SET;
     int rc;
     do {
-      rc = ::flock(fd, LOCK_EX | LOCK_NB);
+      rc = ::fcntl(fd, F_OFD_SETLK, &fl);
     } while (rc != 0 && errno == EINTR);
     if (rc != 0) {
       const int e = errno;
       ::close(fd);
       errno = e;
-      return e == EWOULDBLOCK ? 4 : 99;
+      return e == EAGAIN || e == EACCES ? 4 : 99;
     }
     struct stat held, named;
     if (::fstat(fd, &held) == 0 && ::stat(path.c_str(), &named) == 0 &&
@@ -175,6 +180,27 @@ int32_t unique_take(const char* name, intptr_t* handle) {
   errno = EAGAIN;
   return 99;
 }
+
+int32_t unique_test(const char* name) {
+  const std::string path = object_path("sem.", name);
+  if (path.empty()) return 99;
+  const int fd = open_cloexec(path.c_str(), O_RDONLY);
+  if (fd < 0) return errno == ENOENT ? 0 : 99;
+  struct flock fl = {};
+  fl.l_type = F_WRLCK;
+  fl.l_whence = SEEK_SET;
+  int rc;
+  do {
+    rc = ::fcntl(fd, F_OFD_GETLK, &fl);
+  } while (rc != 0 && errno == EINTR);
+  const int e = errno;
+  ::close(fd);
+  errno = e;
+  if (rc != 0) return 99;
+  return fl.l_type == F_UNLCK ? 0 : 4;
+}
+
+bool unique_lingers_while_tested() { return false; }
 
 void unique_release(const char* name, intptr_t handle) {
   if (handle < 0) return;

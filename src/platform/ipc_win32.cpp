@@ -108,6 +108,20 @@ int32_t unique_take(const char* name, intptr_t* handle) {
   return 0;
 }
 
+int32_t unique_test(const char* name) {
+  if (name == nullptr) return 99;
+  HANDLE h = OpenSemaphoreA(SYNCHRONIZE, FALSE, name);
+  if (h != nullptr) {
+    CloseHandle(h);
+    return 4;
+  }
+  const DWORD e = GetLastError();
+  if (e == ERROR_FILE_NOT_FOUND) return 0;
+  return e == ERROR_ACCESS_DENIED ? 4 : 99;  // another account's semaphore exists
+}
+
+bool unique_lingers_while_tested() { return true; }
+
 void unique_release(const char*, intptr_t handle) {
   if (handle != 0 && handle != -1) CloseHandle(as_handle(handle));
 }

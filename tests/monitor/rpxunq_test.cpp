@@ -28,6 +28,21 @@ TEST(SecondProcess, UnqHolder) {
   end_role(rc);
 }
 
+// Takes and releases the semaphore of args[1] args[2] times and answers through args[0]
+// how many of the takes were refused.
+TEST(SecondProcess, UnqCycler) {
+  std::vector<std::string> args;
+  if (!in_role("UnqCycler", &args)) GTEST_SKIP() << "run by Rpxunq tests";
+  int refused = 0;
+  for (int i = 0; i < std::stoi(args.at(2)); ++i) {
+    if (rpxunq(1, args.at(1).c_str()) != 0) ++refused;
+    rpxunq(2, args.at(1).c_str());
+  }
+  write_file(args.at(0) + ".tmp", std::to_string(refused));
+  platform::rename_file((args.at(0) + ".tmp").c_str(), args.at(0).c_str());
+  end_role(0);
+}
+
 TEST(Rpxunq, NameFromTheDatabaseDirectory) {
   StationEnv env("C:\\KYT\\DB");
   EXPECT_EQ(unique_name("KYTXMT"), "/sem/Cx/KYT/DB/KYTXMT");
@@ -92,6 +107,32 @@ TEST(Rpxunq, HolderInAnotherProcess) {
   // A process that ends without releasing leaves the name free as well.
   platform::remove_file(answer.c_str());
   EXPECT_EQ(run_role("UnqHolder", {answer, "KYTXMT", "exit"}), 0);
+  EXPECT_EQ(rpxunq(3, "KYTXMT"), 0);
+  // What a dead holder left (a POSIX lock file) goes with the next holder's release.
+  EXPECT_EQ(rpxunq(1, "KYTXMT"), 0);
+  EXPECT_EQ(rpxunq(2, "KYTXMT"), 0);
+  EXPECT_EQ(env.run_files("sem."), 0);
+}
+
+// A process that asks whether another runs (the transmitter control polls while the
+// transmitter starts) must never make that other's take fail.
+TEST(Rpxunq, TestingNeverTurnsATakerAway) {
+  StationEnv env;
+  const std::string answer = env.dir().file("answer");
+  const intptr_t cycler = start_role("UnqCycler", {answer, "KYTXMT", "2000"});
+  ASSERT_NE(cycler, -1);
+  int tests = 0, failed = 0;
+  while (!platform::file_exists(answer.c_str()) && tests < 1000000) {
+    const int32_t rc = rpxunq(3, "KYTXMT");
+    if (rc != 0 && rc != 4) ++failed;
+    ++tests;
+  }
+  platform::wait_process(cycler);
+  if (platform::unique_lingers_while_tested())
+    EXPECT_LT(std::stoi(read_file(answer)), 2000) << "after " << tests << " tests";
+  else
+    EXPECT_EQ(read_file(answer), "0") << "after " << tests << " tests";
+  EXPECT_EQ(failed, 0);
   EXPECT_EQ(rpxunq(3, "KYTXMT"), 0);
   EXPECT_EQ(env.run_files("sem."), 0);
 }
