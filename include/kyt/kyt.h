@@ -272,7 +272,10 @@ int32_t rpxlog_stop(void);
  *   1 take     0 taken (held until released or the process ends); 4 held already (another
  *              process, or an earlier take of this one, has it); 99 failure
  *   2 release  0 (also when the name is not held); 99 when this process never took one
- *   3 test     0 nobody holds it (nothing is left behind); 4 it is held: that process runs
+ *   3 test     0 nobody holds it; 4 it is held: that process runs; 99 failure. Only looks:
+ *              nothing is made or left behind, and a process taking the semaphore at that
+ *              moment is not turned away (on Windows a semaphore released at that very
+ *              moment can still count as held for it)
  * any other action: 8. A null process answers 99. Nothing is allocated for the caller. */
 int32_t rpxunq(int32_t action, const char *process);
 /* The process names under which the station's long-running processes hold their
