@@ -139,6 +139,24 @@ void NamedEvent::remove(const char* name) {
 
 // ---- unique-process locks
 
+namespace {
+
+// The lock of a unique-process lock file: a write lock of the whole open file (not of the
+// process), so it goes with the last descriptor of this open (when the holder dies) and a
+// second open in the same process conflicts. `cmd` is F_OFD_SETLK, or F_OFD_GETLK to ask.
+int whole_file_lock(int fd, int cmd, struct flock* fl) {
+  *fl = {};
+  fl->l_type = F_WRLCK;
+  fl->l_whence = SEEK_SET;
+  int rc;
+  do {
+    rc = ::fcntl(fd, cmd, fl);
+  } while (rc != 0 && errno == EINTR);
+  return rc;
+}
+
+}  // namespace
+
 int32_t unique_take(const char* name, intptr_t* handle) {
   const std::string path = object_path("sem.", name);
   if (path.empty()) return 99;
@@ -147,16 +165,8 @@ int32_t unique_take(const char* name, intptr_t* handle) {
   for (int attempt = 0; attempt < 100; ++attempt) {
     const int fd = open_cloexec(path.c_str(), O_RDWR | O_CREAT, 0666);
     if (fd < 0) return 99;
-    // A lock of the open file (not of the process): it goes with the last descriptor of
-    // this open, so when the holder dies, and a second open in the same process conflicts.
-    struct flock fl = {};
-    fl.l_type = F_WRLCK;
-    fl.l_whence = SEEK_SET;
-    int rc;
-    do {
-      rc = ::fcntl(fd, F_OFD_SETLK, &fl);
-    } while (rc != 0 && errno == EINTR);
-    if (rc != 0) {
+    struct flock fl;
+    if (whole_file_lock(fd, F_OFD_SETLK, &fl) != 0) {
       const int e = errno;
       ::close(fd);
       errno = e;
@@ -186,13 +196,8 @@ int32_t unique_test(const char* name) {
   if (path.empty()) return 99;
   const int fd = open_cloexec(path.c_str(), O_RDONLY);
   if (fd < 0) return errno == ENOENT ? 0 : 99;
-  struct flock fl = {};
-  fl.l_type = F_WRLCK;
-  fl.l_whence = SEEK_SET;
-  int rc;
-  do {
-    rc = ::fcntl(fd, F_OFD_GETLK, &fl);
-  } while (rc != 0 && errno == EINTR);
+  struct flock fl;
+  const int rc = whole_file_lock(fd, F_OFD_GETLK, &fl);
   const int e = errno;
   ::close(fd);
   errno = e;
