@@ -134,13 +134,8 @@ std::string quoted(const std::string& s) { return "\"" + s + "\""; }
 int main(int argc, char** argv) {
   const long rows = argc > 1 ? std::atol(argv[1]) : 100000;
   if (rows <= 0) return die("arguments", 0);
-  const std::string dir = kyt::platform::make_temp_directory("kytdbadmbench");
-  const std::string env = dir + sep() + "kytenv.dat";
-  if (std::FILE* f = std::fopen(env.c_str(), "w")) {
-    std::fprintf(f, "PATH=\"%s\" DBHOLD=Y\n", dir.c_str());
-    std::fclose(f);
-  }
-  if (kyt::lpdsn_init_file(env) != 0) return die("environment", 0);
+  const std::string dir = kyt::bench::make_environment("kytdbadmbench", "DBHOLD=Y\n");
+  if (dir.empty() || kyt::lpdsn_set("PATH", dir.c_str()) != 0) return die("environment", 0);
   const std::string first = dir + sep() + "db1", second = dir + sep() + "db2";
   const std::string dump = dir + sep() + "kyt.dmp";
   long rc = 0;

@@ -36,17 +36,11 @@ int die(const char* what, long rc) { return kyt::bench::fail("kytcal_bench", wha
 int main(int argc, char** argv) {
   const long commands = argc > 1 ? std::atol(argv[1]) : 10000;
   if (commands <= 0) return die("arguments", 0);
-  const std::string dir = kyt::platform::make_temp_directory("kytcalbench");
+  const std::string dir = kyt::bench::make_environment("kytcalbench");
+  if (dir.empty()) return die("environment", 0);
   const std::string sep(1, kyt::platform::path_separator());
-  const std::string env = dir + sep + "kytenv.dat";
-  if (std::FILE* f = std::fopen(env.c_str(), "w")) std::fclose(f);
-  if (kyt::lpdsn_init_file(env) != 0) return die("environment", 0);
-  kyt::lpdsn_set("DB", dir.c_str());
   long rc;
-  if ((rc = kyt::rpdsql_run("OPEN DB")) != 0) return die("OPEN DB", rc);
-  if ((rc = kyt::isa_create_catalogue()) != 0) return die("catalogue", rc);
-  if ((rc = kyt::rpdini_run()) != 0) return die("rpdini", rc);
-  if ((rc = kyt::rpdipr_run()) != 0) return die("rpdipr", rc);
+  if (const char* step = kyt::bench::open_station_database(dir, &rc)) return die(step, rc);
   kyt::api::set_batch_output([](std::string_view) {});
 
   auto t = Clock::now();

@@ -35,16 +35,10 @@ int main(int argc, char** argv) {
   const long lookups = argc > 1 ? std::atol(argv[1]) : 1000000;
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
   if (lookups <= 0 || rounds <= 0) return die("arguments", 0);
-  const std::string dir = kyt::platform::make_temp_directory("kytprmbench");
-  const std::string env = dir + kyt::platform::path_separator() + "kytenv.dat";
-  if (std::FILE* f = std::fopen(env.c_str(), "w")) std::fclose(f);
-  if (kyt::lpdsn_init_file(env) != 0) return die("environment", 0);
-  kyt::lpdsn_set("DB", dir.c_str());
+  const std::string dir = kyt::bench::make_environment("kytprmbench");
+  if (dir.empty()) return die("environment", 0);
   long rc;
-  if ((rc = kyt::rpdsql_run("OPEN DB")) != 0) return die("OPEN DB", rc);
-  if ((rc = kyt::isa_create_catalogue()) != 0) return die("catalogue", rc);
-  if ((rc = kyt::rpdini_run()) != 0) return die("rpdini", rc);
-  if ((rc = kyt::rpdipr_run()) != 0) return die("rpdipr", rc);
+  if (const char* step = kyt::bench::open_station_database(dir, &rc)) return die(step, rc);
   const auto defaults = kyt::default_parameters();
 
   double first = 1e9, cached = 1e9, sqlite = 1e9;

@@ -60,24 +60,15 @@ int main(int argc, char** argv) {
   const bool hold = argc > 2 && argv[2][0] == 'Y';
   if (entries <= 0) return die("arguments", 0);
   const char sep = kyt::platform::path_separator();
-  const std::string dir = kyt::platform::make_temp_directory("kytsendbench");
-  const std::string env = dir + sep + "kytenv.dat";
+  const std::string dir = kyt::bench::make_environment("kytsendbench", hold ? "DBHOLD=Y\n" : "");
+  if (dir.empty()) return die("environment", 0);
   const std::string payload = dir + sep + "payload.dat";
-  if (std::FILE* f = std::fopen(env.c_str(), "w")) {
-    if (hold) std::fputs("DBHOLD=Y\n", f);
-    std::fclose(f);
-  }
   if (std::FILE* f = std::fopen(payload.c_str(), "w")) {
     std::fputs("payload\n", f);
     std::fclose(f);
   }
-  if (kyt::lpdsn_init_file(env) != 0) return die("environment", 0);
-  kyt::lpdsn_set("DB", dir.c_str());
   long rc;
-  if ((rc = kyt::rpdsql_run("OPEN DB")) != 0) return die("OPEN DB", rc);
-  if ((rc = kyt::isa_create_catalogue()) != 0) return die("catalogue", rc);
-  if ((rc = rpdini()) != 0) return die("rpdini", rc);
-  if ((rc = rpdipr(nullptr)) != 0) return die("rpdipr", rc);
+  if (const char* step = kyt::bench::open_station_database(dir, &rc)) return die(step, rc);
   for (const char* s :
        {"INSERT INTO PT (NAME, TYPE, LEN, VAL) VALUES('LID', 1, 17, 'HOME')",
         "INSERT INTO ST (SID, NETID, STATNAME) VALUES('HOME', 'N', 'home')",

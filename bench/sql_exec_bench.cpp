@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "benchutil.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
 #include "sql/sql.h"
@@ -218,10 +219,8 @@ int main(int argc, char** argv) {
   if (n < 10000) n = 10000;
   int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
   if (rounds < 1) rounds = 1;
-  const std::string dir = kyt::platform::make_temp_directory("kytsqlbench");
-  std::FILE* env = std::fopen((dir + "/kytenv.dat").c_str(), "w");  // empty: the defaults
-  if (env != nullptr) std::fclose(env);
-  if (kyt::lpdsn_init_file(dir + "/kytenv.dat") != 0) return 1;
+  const std::string dir = kyt::bench::make_environment("kytsqlbench");
+  if (dir.empty()) return 1;
   Times s, k, h;
   for (int r = 0; r < rounds; ++r) {
     const std::string round = dir + "/r" + std::to_string(r);

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <string>
 
+#include "benchutil.h"
 #include "kyt/kyt.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
@@ -88,13 +89,8 @@ void fill_kyt(long partners) {
 }
 
 void open_station(const std::string& dir, long partners) {
-  kyt::rpdsql_run("CLOSE DB");
-  kyt::lpdsn_set("DB", dir.c_str());
   long rc;
-  if ((rc = kyt::rpdsql_run("OPEN DB")) != 0) die("OPEN DB", rc);
-  if ((rc = kyt::isa_create_catalogue()) != 0) die("catalogue", rc);
-  if ((rc = kyt::rpdini_run()) != 0) die("rpdini", rc);
-  if ((rc = kyt::rpdipr_run()) != 0) die("rpdipr", rc);
+  if (const char* step = kyt::bench::open_station_database(dir, &rc)) die(step, rc);
   fill_kyt(partners);
 }
 
@@ -332,11 +328,9 @@ int main(int argc, char** argv) {
   const long partners = argc > 1 ? std::atol(argv[1]) : 10000;
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
   if (partners < 10 || rounds <= 0) die("arguments", 0);
-  const std::string dir = kyt::platform::make_temp_directory("kytstlbench");
+  const std::string dir = kyt::bench::make_environment("kytstlbench");
+  if (dir.empty()) die("environment", 0);
   const char sep = kyt::platform::path_separator();
-  const std::string env = dir + sep + "kytenv.dat";
-  if (std::FILE* f = std::fopen(env.c_str(), "w")) std::fclose(f);
-  if (kyt::lpdsn_init_file(env) != 0) die("environment", 0);
   const std::string small_dir = dir + sep + "small";
   const std::string large_dir = dir + sep + "large";
   std::filesystem::create_directories(small_dir);

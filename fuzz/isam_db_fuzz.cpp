@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzzfile.h"
 #include "isam/isam.h"
 #include "platform/platform.h"
 
@@ -19,23 +20,8 @@ struct Template {
   std::string files[3];
 };
 
-std::string slurp(const std::string& name) {
-  std::string s;
-  std::FILE* f = std::fopen(name.c_str(), "rb");
-  if (f == nullptr) return s;
-  char buf[4096];
-  size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
-  std::fclose(f);
-  return s;
-}
-
-void spill(const std::string& name, const std::string& bytes) {
-  std::FILE* f = std::fopen(name.c_str(), "wb");
-  if (f == nullptr) return;
-  std::fwrite(bytes.data(), 1, bytes.size(), f);
-  std::fclose(f);
-}
+using kyt::fuzz::slurp;
+using kyt::fuzz::spill;
 
 // A database with three indexes, records of varied sizes and some holes.
 const Template& sample() {

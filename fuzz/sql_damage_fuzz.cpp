@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzzfile.h"
 #include "platform/platform.h"
 #include "runtime/runtime.h"
 #include "sql/sql.h"
@@ -23,23 +24,8 @@ struct Sample {
   std::string files[3];  // KT's files as made
 };
 
-std::string slurp(const std::string& name) {
-  std::string s;
-  std::FILE* f = std::fopen(name.c_str(), "rb");
-  if (f == nullptr) return s;
-  char buf[4096];
-  size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
-  std::fclose(f);
-  return s;
-}
-
-void spill(const std::string& name, const std::string& bytes) {
-  std::FILE* f = std::fopen(name.c_str(), "wb");
-  if (f == nullptr) return;
-  std::fwrite(bytes.data(), 1, bytes.size(), f);
-  std::fclose(f);
-}
+using kyt::fuzz::slurp;
+using kyt::fuzz::spill;
 
 // A database with KT of 24 rows, some removed again (holes), texts up to their columns'
 // widths so that a changed zero byte runs one field into the next.
