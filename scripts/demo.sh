@@ -27,10 +27,11 @@ echo "== a station: database, the station tables of samples/, a file to send"
 station=$demo/station
 rm -rf "$station" && mkdir -p "$station"
 cd "$station"
-printf 'DB=%s/db\nLANGUAGE=E\n' "$station" >kytenv.dat
+printf 'DB=%s/db\nINIT=%s/init\nLANGUAGE=E\n' "$station" "$station" >kytenv.dat
+# The initial command file (DSN_MON_INIT) names the station, as at an installation.
+mkdir -p init && printf 'setparm LID=KYTHUB\n' >init/rdmini.dat
 kytadm=$root/out/release/tools/kytadm
 "$kytadm" initdb
-"$kytadm" params set LID=KYTHUB
 "$kytadm" import stations "$root/samples/stations.txt" | tail -1
 "$kytadm" import routes "$root/samples/routes.txt" | tail -1
 "$kytadm" stations
