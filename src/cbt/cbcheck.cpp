@@ -171,10 +171,16 @@ class Checker {
   }
 
   bool cursors() {
-    for (CbCursor* c = cursor_list(); c != nullptr; c = c->next) {
-      if (c->tf != t_.tf) continue;
+    size_t listed = 0, registered = 0;
+    for (CbCursor* c = t_.tf->cursors; c != nullptr; c = c->tree_next, ++listed) {
+      if (c->tf != t_.tf) return fail("cursor of another tree among this tree's cursors");
       if (!position("cursor", c->state, c->block, c->index)) return false;
       if (!position("saved", c->saved_state, c->saved_block, c->saved_index)) return false;
+    }
+    for (CbCursor* c = cursor_list(); c != nullptr; c = c->next) registered += c->tf == t_.tf;
+    if (listed != registered) {
+      return fail("%lu cursors on the tree's list, %lu registered for it",
+                  static_cast<unsigned long>(listed), static_cast<unsigned long>(registered));
     }
     return true;
   }

@@ -275,11 +275,20 @@ CbCursor* make_cursor(TreeFile* tf, CbCompare cmp) {
     delete c;
     return nullptr;
   }
+  c->tree_next = tf->cursors;
+  if (tf->cursors != nullptr) tf->cursors->tree_prev = c;
+  tf->cursors = c;
   return c;
 }
 
 void drop_cursor(CbCursor* c) {
   st().cursors.unlink(c);
+  if (c->tree_prev != nullptr) {
+    c->tree_prev->tree_next = c->tree_next;
+  } else {
+    c->tf->cursors = c->tree_next;
+  }
+  if (c->tree_next != nullptr) c->tree_next->tree_prev = c->tree_prev;
   delete c;
 }
 

@@ -37,6 +37,10 @@ struct TreeFile {
   uint32_t height = 0;      // levels; 0 for the empty tree
   TreeFile* next = nullptr;
   int open_count = 0;       // cursors open on it
+  // Its cursors, linked by CbCursor::tree_next/tree_prev: exactly the registered cursors
+  // whose tf is this file, so that a change of a node adjusts the positions on it without
+  // walking the cursors of every other tree of the process.
+  CbCursor* cursors = nullptr;
   BFile* bf = nullptr;
   std::string name;
   // Fill of the node blocks by block number, so that a merge or shift test can rule out a
@@ -59,6 +63,8 @@ inline void fill_forget(TreeFile* tf, uint32_t blk) {
 
 struct CbCursor {
   CbCursor* next = nullptr;
+  CbCursor* tree_next = nullptr;  // the other cursors of tf (TreeFile::cursors)
+  CbCursor* tree_prev = nullptr;
   TreeFile* tf = nullptr;
   CbCompare cmp = nullptr;
   int state = -2;          // 1 on an entry, -2 before the first, -3 after the last

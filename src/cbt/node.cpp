@@ -518,8 +518,7 @@ namespace {
 
 template <typename F>
 void each_position(TreeFile* tf, uint32_t blk, F f) {
-  for (CbCursor* c = cursor_list(); c != nullptr; c = c->next) {
-    if (c->tf != tf) continue;
+  for (CbCursor* c = tf->cursors; c != nullptr; c = c->tree_next) {
     if (c->state == 1 && c->block == blk) f(c->state, c->block, c->index);
     if (c->saved_state == 1 && c->saved_block == blk) f(c->saved_state, c->saved_block, c->saved_index);
   }
