@@ -31,6 +31,10 @@ run stations A B
 check "two ids" 2 "$rc"
 run stations SEVENTEENCHARID17
 check "17 characters" 2 "$rc"
+run stations "$(printf 'RO\tME')"
+check "control character: exit" 2 "$rc"
+check "control character: message" "kytadm stations: a station id has 1 to 16 printable characters" \
+  "$(printf '%s\n' "$err" | sed -n 1p)"
 printf 'DB=%s/nowhere/db\n' "$work" >other.dat
 run stations -e other.dat
 check "no database: exit" 1 "$rc"

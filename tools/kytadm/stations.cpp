@@ -30,7 +30,8 @@ const char* const kStationsHelp =
     "  SID       list this station only (its id matched without regard to case)\n"
     "\n"
     "Exit status: 0 listed (also none); 1 the list could not be loaded (the code is named)\n"
-    "or no station SID; 2 wrong arguments or an environment file that cannot be read.\n";
+    "or no station SID; 2 wrong arguments (an id of more than 16 characters or with a control\n"
+    "character among them) or an environment file that cannot be read.\n";
 
 namespace {
 
@@ -87,7 +88,11 @@ int run_stations(const Args& args) {
   const Subcommand& self = *args.self;
   if (args.operands.size() > 1) return bad_usage(self, "too many arguments");
   const std::string want = args.operands.empty() ? "" : args.operands[0];
-  if (!want.empty() && want.size() > 16) return bad_usage(self, "a station id has 1 to 16 characters");
+  const bool printable = std::all_of(want.begin(), want.end(), [](char c) {
+    return static_cast<unsigned char>(c) >= 0x20 && static_cast<unsigned char>(c) < 0x7F;
+  });
+  if (want.size() > 16 || !printable)
+    return bad_usage(self, "a station id has 1 to 16 printable characters");
   if (read_environment(args) != 0) return kExitUsage;
   int32_t rc = kytInitStationList();
   std::vector<Row> rows = {{"SID", "TYPE", "ODETTEID", "NAME", "LINKS", "TCPIP", "VIA"}};
