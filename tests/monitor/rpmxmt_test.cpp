@@ -82,15 +82,15 @@ TEST_F(Transmitter, StartCommandsAndStop) {
   EXPECT_FALSE(xmt_running());
   EXPECT_EQ(xmt_send('a'), 99);  // nobody there
   // A command entry starts the transmitter that does not run; nothing is sent.
-  EXPECT_EQ(xmt_activate(), 0);
-  ASSERT_TRUE(wait_ready(1));
+  EXPECT_EQ(xmt_activate(), 0) << log();
+  ASSERT_TRUE(wait_ready(1)) << log();
   EXPECT_TRUE(xmt_running());
   EXPECT_NE(log().find("XMT_START"), std::string::npos);
   EXPECT_EQ(args(), "/e" + env_.envfile() + "\n");
   EXPECT_EQ(xmt_start(), 4);
   EXPECT_NE(log().find("XMT_ACTIVE"), std::string::npos);
-  EXPECT_EQ(xmt_activate(), 0);
-  EXPECT_EQ(xmt_poll(), 0);
+  EXPECT_EQ(xmt_activate(), 0) << log();
+  EXPECT_EQ(xmt_poll(), 0) << log();
   EXPECT_EQ(xmt_newwork(), 0);
   EXPECT_EQ(xmt_jobdone(), 0);
   EXPECT_EQ(xmt_stop(), 0);
@@ -107,8 +107,8 @@ TEST_F(Transmitter, StartCommandsAndStop) {
   // In test mode the transmitter is told so.
   int16_t on = 1;
   ASSERT_EQ(rpdprm_run("set", "TESTMODE", &on), 0);
-  EXPECT_EQ(xmt_start(), 0);
-  ASSERT_TRUE(wait_ready(2));
+  EXPECT_EQ(xmt_start(), 0) << log();
+  ASSERT_TRUE(wait_ready(2)) << log();
   EXPECT_EQ(args(), "/e" + env_.envfile() + "\n/e" + env_.envfile() + " /t\n");
   EXPECT_EQ(xmt_newwork(), 0);
   EXPECT_EQ(xmt_stop(), 0);
@@ -117,9 +117,9 @@ TEST_F(Transmitter, StartCommandsAndStop) {
 }
 
 TEST_F(Transmitter, KilledAndStartedAgain) {
-  EXPECT_EQ(xmt_start(), 0);
-  ASSERT_TRUE(wait_ready(1));
-  EXPECT_EQ(xmt_activate(), 0);
+  EXPECT_EQ(xmt_start(), 0) << log();
+  ASSERT_TRUE(wait_ready(1)) << log();
+  EXPECT_EQ(xmt_activate(), 0) << log();
   ASSERT_TRUE(wait_record("a"));  // read before the kill, not merely written
   // Killed with the pipe open here: the next send fails (no signal ends this process), and
   // the transmitter no longer counts as running.
@@ -128,9 +128,9 @@ TEST_F(Transmitter, KilledAndStartedAgain) {
   ASSERT_TRUE(wait_until_stopped());
   EXPECT_EQ(xmt_send('n'), 99);
   // A command entry starts it again, and the next one reaches the new process.
-  EXPECT_EQ(xmt_poll(), 0);
-  ASSERT_TRUE(wait_ready(2));
-  EXPECT_EQ(xmt_poll(), 0);
+  EXPECT_EQ(xmt_poll(), 0) << log();
+  ASSERT_TRUE(wait_ready(2)) << log();
+  EXPECT_EQ(xmt_poll(), 0) << log();
   EXPECT_EQ(xmt_stop(), 0);
   ASSERT_TRUE(wait_until_stopped());
   EXPECT_EQ(record(), "aps");
@@ -138,8 +138,8 @@ TEST_F(Transmitter, KilledAndStartedAgain) {
 
 TEST_F(Transmitter, NotListeningGetsNothing) {
   write_file(env_.envfile(), read_file(env_.envfile()) + "FAKEXMT_NOREADY=1\n");
-  EXPECT_EQ(xmt_start(), 0);
-  ASSERT_TRUE(wait_ready(1));
+  EXPECT_EQ(xmt_start(), 0) << log();
+  ASSERT_TRUE(wait_ready(1)) << log();
   ASSERT_TRUE(xmt_running());
   // The pipe is there, the readiness event is not: nothing is written.
   EXPECT_EQ(xmt_send('a'), 99);
