@@ -23,6 +23,10 @@ check() {
   else
     failed=$((failed + 1))
     printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
+    # What the last run left, wine's own lines included: a program that did not start or
+    # ended by a fault says so only there.
+    printf '  last run: exit %s; standard error:\n' "${rc:-none}"
+    [ -f stderr.txt ] && sed 's/^/    /' stderr.txt | head -20
   fi
 }
 run() {
