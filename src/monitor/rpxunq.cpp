@@ -117,7 +117,7 @@ int32_t rpxunq_run(int32_t action, const char* process) {
       // the very process whose start the caller is waiting for.
       rc = platform::unique_test(name.c_str());
       if (rc == 99) {
-        KYT_TRACE(kModule, kTopic, 1, "rpxunq: take of %s failed with rc= %d", name.c_str(),
+        KYT_TRACE(kModule, kTopic, 1, "rpxunq: test of %s failed with rc= %d", name.c_str(),
                   static_cast<int>(platform::sys_error()));
         rc = UNQ_FAILED;
       } else if (rc == 0) {

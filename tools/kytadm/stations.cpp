@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "api/calstlst.h"
 #include "kyt/kyt.h"
 #include "kytadm.h"
 #include "sql/sql.h"
@@ -88,10 +89,7 @@ int run_stations(const Args& args) {
   const Subcommand& self = *args.self;
   if (args.operands.size() > 1) return bad_usage(self, "too many arguments");
   const std::string want = args.operands.empty() ? "" : args.operands[0];
-  const bool printable = std::all_of(want.begin(), want.end(), [](char c) {
-    return static_cast<unsigned char>(c) >= 0x20 && static_cast<unsigned char>(c) < 0x7F;
-  });
-  if (want.size() > 16 || !printable)
+  if (!want.empty() && !kyt::api::valid_station_id(want.c_str()))
     return bad_usage(self, "a station id has 1 to 16 printable characters");
   if (read_environment(args) != 0) return kExitUsage;
   int32_t rc = kytInitStationList();
